@@ -1,0 +1,4 @@
+#include "params/databases.h"
+
+sqlite3* ConfDB = nullptr;
+sqlite3* TempDB = nullptr;
