@@ -1,0 +1,35 @@
+#include "app/database_files.h"
+
+#include <sqlite3.h>
+#include <syslog.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+namespace {
+
+bool exists(const std::string& path) {
+    return std::ifstream(path).is_open();
+}
+
+}  // namespace
+
+sqlite3* openDb(const std::string& path) {
+    if (!exists(path)) {
+        syslog(LOG_LOCAL0 | LOG_CRIT, "No existe la base de datos. Saliendo...");
+        std::exit(1);
+    }
+    sqlite3* database = nullptr;
+    if (sqlite3_open(path.c_str(), &database) != SQLITE_OK) {
+        syslog(LOG_LOCAL0 | LOG_CRIT, "Error abriendo base de datos: %s : %s. Saliendo...",
+               path.c_str(), std::strerror(errno));
+        std::exit(1);
+    }
+    return database;
+}
+
+std::int32_t closeDb(sqlite3* database) {
+    return sqlite3_close(database) == SQLITE_OK ? 1 : -1;
+}

@@ -1,0 +1,9 @@
+// The start-up supervisor: the command processor must be up in time.
+#pragma once
+
+#include <ctime>
+
+// Runs the network reload script once and brings the command processor up on a thread of its own,
+// trying once a second. Returns 0 when it is up; ends the process with status 1, silently, when
+// `limit` runs out first.
+int supervise_start_up(const std::timespec& limit);

@@ -1,0 +1,11 @@
+// The reception watchdog: a daemon that nobody talks to after its start is restarted.
+#pragma once
+
+#include <ctime>
+
+// Set on the first valid request, never cleared.
+extern bool message_received;
+
+// Starts the thread that checks once, `*limit` seconds (whole ones) after its start, whether a
+// request has come, and ends the process with status 1 if not. `limit` must outlive the thread.
+void start_reception_watchdog(const std::timespec* limit);
