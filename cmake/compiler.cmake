@@ -1,0 +1,21 @@
+# The language, the warnings and the sanitizers of the whole tree.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+add_compile_options(
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wswitch-enum -Wold-style-cast -Werror)
+
+set(ZONDAR_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
+if(ZONDAR_SANITIZE)
+  add_compile_options(-fsanitize=${ZONDAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ZONDAR_SANITIZE})
+endif()
+
+option(ZONDAR_COVERAGE "Count what is executed" OFF)
+if(ZONDAR_COVERAGE)
+  add_compile_options(--coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()

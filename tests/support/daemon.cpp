@@ -1,0 +1,101 @@
+#include "tests/support/daemon.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "tests/support/files.h"
+#include "tests/support/wait.h"
+
+namespace {
+
+constexpr char kOut[] = "/tmp/daemon.out";
+constexpr char kErr[] = "/tmp/daemon.err";
+constexpr std::chrono::seconds kLongestLife{60};
+
+void redirect(const char* path, int descriptor) {
+    const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
+    dup2(file, descriptor);
+    close(file);
+}
+
+std::vector<std::string> command(const Daemon::Setup& setup) {
+    std::vector<std::string> words = setup.launcher;
+    words.emplace_back(ZONDAR_DAEMON);
+    words.insert(words.end(), setup.options.begin(), setup.options.end());
+    words.insert(words.end(), setup.paths.begin(), setup.paths.end());
+    return words;
+}
+
+}  // namespace
+
+Daemon::Daemon(const Setup& setup) {
+    std::vector<std::string> words = command(setup);
+    std::vector<char*> arguments;
+    for (std::string& word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+
+    pid_ = fork();
+    if (pid_ == 0) {
+        redirect(kOut, STDOUT_FILENO);
+        redirect(kErr, STDERR_FILENO);
+        std::signal(SIGPIPE, SIG_IGN);
+        setup.prepare();
+        execvp(arguments[0], arguments.data());
+        _exit(127);
+    }
+    if (pid_ == -1)
+        throw std::runtime_error("cannot fork");
+}
+
+// By SIGTERM, so that a sanitizer has its say at the end.
+Daemon::~Daemon() {
+    if (running()) {
+        send(SIGTERM);
+        if (!eventually([this] { return !running(); })) {
+            send(SIGKILL);
+            reap(0);
+        }
+    }
+    EXPECT_THAT(err(), testing::Not(testing::HasSubstr("Sanitizer")));
+}
+
+bool Daemon::reap(int options) {
+    if (!reaped_ && waitpid(pid_, &status_, options) == pid_)
+        reaped_ = true;
+    return reaped_;
+}
+
+bool Daemon::running() {
+    return !reap(WNOHANG);
+}
+
+void Daemon::send(int signal) const {
+    kill(pid_, signal);
+}
+
+int Daemon::wait() {
+    if (!eventually([this] { return !running(); }, kLongestLife))
+        return -1;
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : 1000 + WTERMSIG(status_);
+}
+
+int Daemon::stop(int signal) {
+    send(signal);
+    return wait();
+}
+
+std::string Daemon::out() const {
+    return read_file(kOut);
+}
+
+std::string Daemon::err() const {
+    return read_file(kErr);
+}

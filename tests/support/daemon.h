@@ -1,0 +1,52 @@
+// The real daemon as a child process, on the board at /quelt. One at a time: they share port 8001.
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+class Daemon {
+  public:
+    struct Setup {
+        // Options before the two database paths.
+        std::vector<std::string> options;
+        // The positional arguments.
+        std::vector<std::string> paths = {"/quelt/db/config_local.sqlite",
+                                          "/quelt/db/temp_local.sqlite"};
+        // Words before the daemon's own, such as an strace command.
+        std::vector<std::string> launcher;
+        // Run in the child right before the daemon, for limits and signal dispositions.
+        std::function<void()> prepare = [] {};
+    };
+
+    // Starts it. A supervisor ignores SIGPIPE for its daemon, so that is done here too, before
+    // `prepare`.
+    explicit Daemon(const Setup& setup);
+    Daemon() : Daemon(Setup()) {}
+    // Ends it if it still runs; fails the test when a sanitizer had something to say.
+    ~Daemon();
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+
+    [[nodiscard]] pid_t pid() const { return pid_; }
+    [[nodiscard]] bool running();
+    void send(int signal) const;
+    // Waits for its end. The exit status; 1000 + the signal's number when one killed it; -1 when
+    // it does not end.
+    int wait();
+    // The same after a signal.
+    int stop(int signal);
+
+    // What it printed so far.
+    [[nodiscard]] std::string out() const;
+    [[nodiscard]] std::string err() const;
+
+  private:
+    bool reap(int options);
+
+    pid_t pid_;
+    int status_ = -1;
+    bool reaped_ = false;
+};

@@ -1,0 +1,73 @@
+#include "tests/support/syslog_reader.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <stdexcept>
+
+#include "tests/support/wait.h"
+
+namespace {
+
+constexpr std::size_t kTimeStamp = sizeof "Nov 20 20:13:00 " - 1;
+
+// "<29>Nov 20 20:13:00 NAME[3]: text"
+LogLine parse(const std::string& packet) {
+    const std::size_t stamp = packet.find('>') + 1;
+    const std::size_t name = stamp + kTimeStamp;
+    const std::size_t text = packet.find(": ", name) + 2;
+    return {std::stoi(packet.substr(1)),
+            packet.substr(name, packet.find_first_of("[:", name) - name), packet.substr(text)};
+}
+
+bool holds(const LogLine& line, const std::string& text) {
+    return line.text.find(text) != std::string::npos;
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const LogLine& line) {
+    return out << "<" << line.priority << "> " << line.name << ": " << line.text;
+}
+
+SyslogReader::SyslogReader() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{AF_UNIX, "/dev/log"};
+    unlink(address.sun_path);
+    if (bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        throw std::runtime_error("cannot bind /dev/log");
+    collector_ = std::thread([this] { collect(); });
+}
+
+SyslogReader::~SyslogReader() {
+    shutdown(socket_, SHUT_RDWR);
+    collector_.join();
+    close(socket_);
+}
+
+void SyslogReader::collect() {
+    std::array<char, 8192> packet{};
+    ssize_t length = 0;
+    while ((length = recv(socket_, packet.data(), packet.size(), 0)) > 0) {
+        const std::lock_guard lock(mutex_);
+        lines_.push_back(parse({packet.data(), static_cast<std::size_t>(length)}));
+    }
+}
+
+std::vector<LogLine> SyslogReader::lines() const {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+}
+
+int SyslogReader::count(const std::string& text) const {
+    const std::lock_guard lock(mutex_);
+    return static_cast<int>(std::count_if(lines_.begin(), lines_.end(),
+                                          [&](const LogLine& line) { return holds(line, text); }));
+}
+
+bool SyslogReader::wait_for(const std::string& text, int times) const {
+    return eventually([&] { return count(text) >= times; });
+}

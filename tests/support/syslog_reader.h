@@ -1,0 +1,39 @@
+// The sandbox's /dev/log: collects the syslog packets of the daemon as they arrive.
+#pragma once
+
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+struct LogLine {
+    int priority;      // facility and severity as sent, 30 = daemon, info
+    std::string name;  // "ZONDAR_NET_RECEIVER"
+    std::string text;  // to the last byte, a line end included
+
+    bool operator==(const LogLine&) const = default;
+};
+std::ostream& operator<<(std::ostream& out, const LogLine& line);
+
+class SyslogReader {
+  public:
+    SyslogReader();
+    ~SyslogReader();
+    SyslogReader(const SyslogReader&) = delete;
+    SyslogReader& operator=(const SyslogReader&) = delete;
+
+    [[nodiscard]] std::vector<LogLine> lines() const;
+    // Number of lines that hold `text`.
+    [[nodiscard]] int count(const std::string& text) const;
+    // Waits until `times` lines hold `text`; false when they do not come.
+    bool wait_for(const std::string& text, int times = 1) const;
+
+  private:
+    void collect();
+
+    int socket_;
+    mutable std::mutex mutex_;
+    std::vector<LogLine> lines_;
+    std::thread collector_;
+};
