@@ -1,10 +1,10 @@
 // The start-up steps in their order, then the processor's cycle for ever.
 #include <sqlite3.h>
-#include <stdlib.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <string>
 

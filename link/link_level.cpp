@@ -12,7 +12,7 @@ bool nenlace_trace = false;
 
 namespace {
 
-const char* const kReceiver = "recibir_mensaje_nenlace";
+constexpr char kReceiver[] = "recibir_mensaje_nenlace";
 
 template <typename... Arguments>
 void trace(const char* function, const char* format, Arguments... arguments) {

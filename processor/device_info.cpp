@@ -14,12 +14,12 @@
 
 namespace {
 
-const char* const kModelFile = "/quelt/conf/quelt_modelo";
-const char* const kSerialFile = "/quelt/conf/quelt_numserie";
-const char* const kHostnameCommand = "hostname|tr -d '\\n'";
-const char* const kSlaveIpScript = "/quelt/script/get_slave_ip.sh";
-const char* const kMacScript = "/quelt/script/MAC";
-const char* const kVersionsScript = "/quelt/script/get_board_versions.sh";
+constexpr char kModelFile[] = "/quelt/conf/quelt_modelo";
+constexpr char kSerialFile[] = "/quelt/conf/quelt_numserie";
+constexpr char kHostnameCommand[] = "hostname|tr -d '\\n'";
+constexpr char kSlaveIpScript[] = "/quelt/script/get_slave_ip.sh";
+constexpr char kMacScript[] = "/quelt/script/MAC";
+constexpr char kVersionsScript[] = "/quelt/script/get_board_versions.sh";
 
 struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }

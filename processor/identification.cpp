@@ -19,7 +19,7 @@ struct Source {
     const char* failure;
 };
 
-const char* const kVersionsFailure = "FILE: Error al recuperar las versiones del equipo.";
+constexpr char kVersionsFailure[] = "FILE: Error al recuperar las versiones del equipo.";
 
 // In this order: a later source overwrites the tail of an earlier one, and masters read the
 // block as that leaves it (of the model three characters, of the versions major and minor).

@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# ./run.sh: builds the daemon and runs it on the sample board until Ctrl-C. The board's files stand
+# at /quelt for the daemon alone; port 8001 is this machine's. When the daemon ends it is started
+# again after a pause, as a board's supervision does.
+set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")"
+
+readonly board=build/board pause=5
+
+tools/install-dependencies run
+cmake --preset release > /dev/null
+cmake --build --preset release --target zondar_net_receiver
+board/make "$board"
+
+# A user namespace of its own leaves it no right to set this machine's clock. A closed answer
+# connection must not end the daemon: supervisors start it with SIGPIPE ignored.
+start_daemon() {
+    trap '' PIPE
+    exec bwrap --unshare-user --unshare-pid --die-with-parent \
+        --ro-bind /usr /usr --symlink usr/bin /bin --symlink usr/sbin /sbin \
+        --symlink usr/lib /lib --symlink usr/lib64 /lib64 --ro-bind /etc /etc \
+        --dev /dev --proc /proc --tmpfs /tmp --bind "$board" /quelt \
+        --ro-bind build/release/app/zondar_net_receiver /zondar_net_receiver \
+        /zondar_net_receiver -t -s 5 -l 112 \
+        /quelt/db/config_local.sqlite /quelt/db/temp_local.sqlite
+}
+
+show_exchange() {
+    local request="printf '\\xa5\\x04\\0\\0\\0\\0\\xfc' | socat -u - TCP:127.0.0.1:8001"
+    local answer='socat -u TCP:127.0.0.1:8001,linger=0,end-close - | xxd'
+    cat << END
+
+The daemon answers on port 8001. From any terminal, an identification request goes out on one
+connection and its answer is collected on a second one:
+
+    $request
+    $answer
+
+$(eval "$request"; eval "$answer")
+
+The board's databases are in $board/db. Ctrl-C ends the daemon.
+
+END
+}
+
+shown=
+daemon=
+trap '[ -z "$daemon" ] || kill "$daemon" 2> /dev/null || true' EXIT
+trap 'echo; exit 130' INT
+trap 'exit 143' TERM HUP
+
+while true; do
+    exec {lines}< <(start_daemon 2>&1)
+    daemon=$!
+    while IFS= read -r line <&"$lines"; do
+        printf 'daemon | %s\n' "$line"
+        if [[ -z $shown && $line == *': ready...' ]]; then
+            shown=yes
+            show_exchange &
+        fi
+    done
+    exec {lines}<&-
+    status=0
+    wait "$daemon" || status=$?
+    daemon=
+    echo "The daemon ended with status $status; starting it again in $pause s."
+    sleep "$pause"
+done

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# ./test.sh: installs what is missing, then everything that must hold before a change lands:
+# formatting, scripts, the tests as released and under the sanitizers, static analysis.
+set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")"
+
+tools/install-dependencies test
+
+step() { printf '\n== %s (%d s)\n' "$*" "$SECONDS"; }
+
+step 'format'
+git ls-files -- '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
+
+step 'scripts'
+git grep -lE '^#!.*sh' -- ':!*.md' | xargs shellcheck
+
+for preset in release asan tsan; do
+    step "build $preset"
+    cmake --preset "$preset" > /dev/null
+    cmake --build --preset "$preset" -- --quiet
+done
+
+# Most of what is slow only waits, so more tests run at once than there are cores.
+for preset in release asan tsan; do
+    step "tests $preset"
+    ctest --test-dir "build/$preset" --no-tests=error --output-on-failure -j 8 |
+        grep -vE '^ *Start |Passed +[0-9.]+ sec$'
+done
+
+step 'static analysis'
+run-clang-tidy -quiet -p build/release "$PWD/(app|processor|params|link|transport|fuzz|tests)/" \
+    > build/clang-tidy.log 2>&1 || { grep -A 3 'error:' build/clang-tidy.log; exit 1; }
+
+step 'done'
