@@ -39,16 +39,6 @@ class PhysicalLevel : public testing::Test {
     mensaje record_{};
 };
 
-// Replaces the seconds since the epoch behind `word` by NOW; they must be those of the present.
-std::string without_time(std::string text, const std::string& word, std::time_t before) {
-    const std::size_t digits = text.find(word) + word.size();
-    std::size_t length = 0;
-    const long seconds = std::stol(text.substr(digits), &length);
-    EXPECT_GE(seconds, before);
-    EXPECT_LE(seconds, std::time(nullptr));
-    return text.replace(digits, length, "NOW");
-}
-
 struct Stuffing {
     const char* name;
     Bytes frame;
