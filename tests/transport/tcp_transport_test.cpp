@@ -31,6 +31,7 @@
 #include "link/mensaje.h"
 #include "tests/support/bytes.h"
 #include "tests/support/capture.h"
+#include "tests/support/files.h"
 #include "tests/support/wait.h"
 
 namespace {
@@ -51,8 +52,8 @@ using testing::Each;
 using testing::ElementsAre;
 
 constexpr std::uint16_t kPort = 8001;
-// More than the kernel takes off a writer whose reader does not read.
-constexpr std::size_t kTooMuch = 12'000'000;
+// More than the kernel takes off a writer whose reader does not read, once its buffers are small.
+constexpr std::size_t kTooMuch = 1'000'000;
 
 sockaddr_in address_of(const char* host) {
     sockaddr_in address{};
@@ -199,6 +200,11 @@ void refuse(unsigned call, int error, unsigned lowest = 0) {
 void give_loopback(const std::string& address) {
     if (std::system(("/usr/sbin/ip addr add " + address + "/32 dev lo").c_str()) != 0)
         throw std::runtime_error("cannot add " + address);
+}
+
+void keep_socket_buffers_small() {
+    for (const char* const limits : {"tcp_rmem", "tcp_wmem"})
+        write_file(std::string("/proc/sys/net/ipv4/") + limits, "4096 4096 8192\n");
 }
 
 // A byte, or nothing when the attempts ran out.
@@ -408,6 +414,7 @@ TEST_F(Server, ReportsAnAnswerThatCouldNotBeWritten) {
 // The collector reads nothing and leaves in the middle of it. While the write waits, every socket
 // is seen to be closed for programs that the daemon starts.
 TEST_F(Server, ReportsAnAnswerWrittenInPart) {
+    keep_socket_buffers_small();
     const Socket reading = master();
     reading.send(hex("01"));
     EXPECT_EQ(read_byte(), 0x01);
@@ -648,6 +655,7 @@ TEST_F(Client, DropsTheFrameWhenItCannotConnect) {
 }
 
 TEST_F(Client, ReportsAPartialWriteWithoutNewline) {
+    keep_socket_buffers_small();
     const Socket listener = server();
     open_client();
     const auto before = open_sockets();
