@@ -13,10 +13,8 @@ namespace {
 
 class LinkLevel : public testing::Test {
   protected:
-    LinkLevel() {
-        wire = {};
-        nenlace_trace = false;
-    }
+    LinkLevel() { wire = {}; }
+    ~LinkLevel() override { nenlace_trace = false; }
 
     int receive(const Bytes& incoming, std::uint8_t expected_sequence = 0) {
         record_ = {};
@@ -284,10 +282,10 @@ INSTANTIATE_TEST_SUITE_P(BothWays, GoldenFrame, testing::ValuesIn(kGolden),
                          [](const auto& instance) { return instance.param.name; });
 
 TEST_F(LinkLevel, CutsSequenceAndCommandWhenSending) {
-    record_.secuencia = 9;
-    record_.comando = 0x14;
+    record_.secuencia = 10;
+    record_.comando = 0xD4;
     enviar_mensaje_nenlace(&port_, &record_, 0);
-    EXPECT_EQ(to_hex(wire.sent), "A5 14 00 00 00 00 EC");
+    EXPECT_EQ(to_hex(wire.sent), "A5 24 00 00 00 00 DC");
 }
 
 TEST_F(LinkLevel, AnyNonZeroFlagSelectsCrc8Mode) {

@@ -19,10 +19,8 @@ using testing::ElementsAre;
 
 class PhysicalLevel : public testing::Test {
   protected:
-    PhysicalLevel() {
-        wire = {};
-        nfisico_trace = false;
-    }
+    PhysicalLevel() { wire = {}; }
+    ~PhysicalLevel() override { nfisico_trace = false; }
 
     void load(const Bytes& frame) { std::copy(frame.begin(), frame.end(), frame_area(record_)); }
     void send(const Bytes& frame) {
@@ -63,7 +61,7 @@ TEST_P(Stuffed, GoesOutInOneCall) {
 INSTANTIATE_TEST_SUITE_P(
     Frames, Stuffed,
     testing::Values(
-        Stuffing{"NothingToDo", hex("A5 04 00 00 00 00 FC"), hex("A5 04 00 00 00 00 FC")},
+        Stuffing{"NothingToDouble", hex("A5 04 00 00 00 00 FC"), hex("A5 04 00 00 00 00 FC")},
         Stuffing{"ControlIsNeverDoubled", hex("A5 A5 01 00 00 00 5A 7B"),
                  hex("A5 A5 01 00 00 00 5A 7B")},
         Stuffing{"HeaderAndLength", hex("A5 03 A5 A5 A5 A5 00"),

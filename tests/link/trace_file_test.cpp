@@ -32,8 +32,10 @@ std::int64_t microseconds_now() {
     return std::int64_t{now.tv_sec} * 1000000 + now.tv_usec;
 }
 
-std::uint32_t number_at(const Bytes& file, std::size_t offset) {
-    std::uint32_t number = 0;
+// In the host's byte order.
+template <typename Number = std::uint32_t>
+Number number_at(const Bytes& file, std::size_t offset) {
+    Number number = 0;
     std::memcpy(&number, file.data() + offset, sizeof number);
     return number;
 }
@@ -90,7 +92,8 @@ TEST_F(TraceFile, OfOneFrameByteByByte) {
     const Bytes all = file();
     ASSERT_EQ(all.size(), 24U + 16U + 10U);
     EXPECT_EQ(number_at(all, 0), 0xA1B2C3D4U);
-    EXPECT_EQ(number_at(all, 4), 2U | 4U << 16U) << "two 16-bit numbers on a little-endian host";
+    EXPECT_EQ(number_at<std::uint16_t>(all, 4), 2) << "major version";
+    EXPECT_EQ(number_at<std::uint16_t>(all, 6), 4) << "minor version";
     EXPECT_EQ(number_at(all, 8), 0U) << "zone";
     EXPECT_EQ(number_at(all, 12), 0U) << "accuracy";
     EXPECT_EQ(number_at(all, 16), 0U) << "snapshot length";
@@ -187,6 +190,8 @@ TEST_F(TraceFile, IsClosedAfterEveryFrame) {
 TEST_F(TraceFile, ThatCannotBeOpenedGivesAnErrorLine) {
     write_file("/tmp/read_only.pcap", "");
     fs::permissions("/tmp/read_only.pcap", fs::perms::owner_read);
+    write_file("/tmp/write_only.pcap", "");
+    fs::permissions("/tmp/write_only.pcap", fs::perms::owner_write);
     const struct {
         const char* path;
         const char* reason;
@@ -194,6 +199,7 @@ TEST_F(TraceFile, ThatCannotBeOpenedGivesAnErrorLine) {
         {"/tmp/no/such/folder/trace.pcap", "No such file or directory"},
         {"/tmp", "Is a directory"},
         {"/tmp/read_only.pcap", "Permission denied"},
+        {"/tmp/write_only.pcap", "Permission denied"},
         {"/etc/trace.pcap", "Read-only file system"},
     };
     for (const auto& [path, reason] : cases) {
@@ -203,7 +209,8 @@ TEST_F(TraceFile, ThatCannotBeOpenedGivesAnErrorLine) {
                            .err = "[ERROR]write_zondar_msg_to_pcap: Error abriendo log: " +
                                   std::string(reason) + "\n"}));
     }
-    EXPECT_EQ(read_file("/tmp/read_only.pcap"), "");
+    EXPECT_EQ(fs::file_size("/tmp/read_only.pcap"), 0U);
+    EXPECT_EQ(fs::file_size("/tmp/write_only.pcap"), 0U);
 }
 
 TEST_F(TraceFile, ThatIsFullIsPassedOverInSilence) {

@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstddef>
 #include <cstdlib>
@@ -242,6 +243,14 @@ void open_server() {
     SetSocketServer_zondar();
     set_zondar_servernumber(0);
     AbrirSocket_zondar();
+}
+
+// The name it unlinks is abstract, so that of a file in the current folder is another one.
+TEST(ServerSetUp, RemovesNoFile) {
+    write_file("/tmp/zondar_socket", "kept");
+    ASSERT_EQ(chdir("/tmp"), 0);
+    printed_by(open_server);
+    EXPECT_EQ(read_file("/tmp/zondar_socket"), "kept");
 }
 
 // Server mode, with the test as master.
@@ -540,7 +549,6 @@ TEST_F(Server, TracesBytesBehindItsSwitch) {
               "Buffer: A5040F\n");
 }
 
-// Without the switch a byte handed out from the ring is not printed either, with it it is.
 TEST_F(Server, TracesAStaleByteToo) {
     transport_trace = true;
     master().reset();
@@ -705,7 +713,7 @@ TEST_F(Client, ReadsOverOneConnectionUntilThePeerCloses) {
     EXPECT_EQ(second.get(), 0x5A);
 }
 
-// The descriptor of the last socket stays open when the peer closes; only a reset is silent.
+// A reset is silent, unlike a close, and counts as a byte.
 TEST_F(Client, HandsOutTheRingInSilenceWhenAReadFails) {
     const Socket listener = server();
     open_client();
@@ -740,6 +748,22 @@ TEST_F(Client, ReadBehindACloseFailsOnceThenReconnects) {
     printed_by(CerrarSocket_zondar);
     EXPECT_EQ(printed_by([] { EXPECT_EQ(read_byte(), 0x00); }), (Printed{"", ""}));
     EXPECT_FALSE(listener.readable(0));
+    auto second = std::async(std::launch::async, [] { return read_byte(); });
+    accepted_by(listener).send(hex("5B"));
+    EXPECT_EQ(second.get(), 0x5B);
+}
+
+// A sending takes the one socket for its own connection and closes it.
+TEST_F(Client, ReadBehindASendingFailsOnceThenReconnects) {
+    const Socket listener = server();
+    open_client();
+    auto first = std::async(std::launch::async, [] { return read_byte(); });
+    const Socket peer = accepted_by(listener);
+    peer.send(hex("5A 5C"));
+    EXPECT_EQ(first.get(), 0x5A);
+    printed_by([] { send_bytes(hex("11")); });
+    EXPECT_EQ(to_hex(accepted_by(listener).read_to_end()), "11");
+    EXPECT_EQ(printed_by([] { EXPECT_EQ(read_byte(), 0x00); }), (Printed{"", ""}));
     auto second = std::async(std::launch::async, [] { return read_byte(); });
     accepted_by(listener).send(hex("5B"));
     EXPECT_EQ(second.get(), 0x5B);
