@@ -22,6 +22,7 @@
 #include <chrono>
 #include <climits>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <future>
@@ -831,8 +832,14 @@ void PrintTo(const Fatal& test, std::ostream* out) {
 
 class FatalFailure : public testing::TestWithParam<Fatal> {};
 
+// In the ordinary way, so that what it printed before is not lost.
 TEST_P(FatalFailure, EndsTheProcessWithMinusOne) {
-    EXPECT_EXIT(GetParam().run(), testing::ExitedWithCode(255), testing::Eq(GetParam().line));
+    const auto run = [] {
+        std::atexit([] { std::fputs("flushed", stderr); });
+        GetParam().run();
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(255),
+                testing::Eq(std::string(GetParam().line) + "flushed"));
 }
 
 void use_as_client_without_sockets(void (*use)()) {
