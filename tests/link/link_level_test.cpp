@@ -14,7 +14,7 @@ namespace {
 class LinkLevel : public testing::Test {
   protected:
     LinkLevel() { wire = {}; }
-    ~LinkLevel() override { nenlace_trace = false; }
+    ~LinkLevel() override { nenlace_trace = switch_; }
 
     int receive(const Bytes& incoming, std::uint8_t expected_sequence = 0) {
         record_ = {};
@@ -27,6 +27,9 @@ class LinkLevel : public testing::Test {
 
     tPuertoZondar port_{7};
     mensaje record_{};
+
+  private:
+    const bool switch_ = nenlace_trace;  // as the program has it
 };
 
 // A message and its frame on the wire.

@@ -20,7 +20,7 @@ using testing::ElementsAre;
 class PhysicalLevel : public testing::Test {
   protected:
     PhysicalLevel() { wire = {}; }
-    ~PhysicalLevel() override { nfisico_trace = false; }
+    ~PhysicalLevel() override { nfisico_trace = switch_; }
 
     void load(const Bytes& frame) { std::copy(frame.begin(), frame.end(), frame_area(record_)); }
     void send(const Bytes& frame) {
@@ -35,6 +35,9 @@ class PhysicalLevel : public testing::Test {
 
     tPuertoZondar port_{7};
     mensaje record_{};
+
+  private:
+    const bool switch_ = nfisico_trace;  // as the program has it
 };
 
 struct Stuffing {
