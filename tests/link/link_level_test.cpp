@@ -23,7 +23,7 @@ class LinkLevel : public testing::Test {
     }
     // The first `count` bytes of the record.
     std::string stored(std::size_t count) { return to_hex({frame_area(record_), count}); }
-    std::string info() const { return to_hex({record_.info, record_.longitud}); }
+    [[nodiscard]] std::string info() const { return to_hex({record_.info, record_.longitud}); }
 
     tPuertoZondar port_{7};
     mensaje record_{};
@@ -411,20 +411,20 @@ void PrintTo(const Lines& test, std::ostream* out) {
 std::string lines(const std::string& tag, const std::vector<std::string>& texts) {
     std::string all;
     for (const std::string& text : texts)
-        all += tag + "recibir_mensaje_nenlace: " + text + "\n";
+        all.append(tag).append("recibir_mensaje_nenlace: ").append(text).append("\n");
     return all;
 }
 
 class ReceptionLines : public LinkLevel, public testing::WithParamInterface<Lines> {};
 
 TEST_P(ReceptionLines, AreErrorsAlwaysAndTracesBehindTheSwitch) {
-    const auto& [name, incoming, result, errors, traces] = GetParam();
+    const Lines& test = GetParam();
     for (const bool on : {false, true}) {
         SCOPED_TRACE(on);
         nenlace_trace = on;
-        EXPECT_EQ(
-            printed_by([&] { EXPECT_EQ(receive(incoming), result); }),
-            (Printed{.out = on ? lines("[DEBUG]", traces) : "", .err = lines("[ERROR]", errors)}));
+        EXPECT_EQ(printed_by([&] { EXPECT_EQ(receive(test.incoming), test.result); }),
+                  (Printed{.out = on ? lines("[DEBUG]", test.traces) : "",
+                           .err = lines("[ERROR]", test.errors)}));
     }
 }
 

@@ -38,6 +38,7 @@ std::vector<std::string> command(const Daemon::Setup& setup) {
 Daemon::Daemon(const Setup& setup) {
     std::vector<std::string> words = command(setup);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -34,7 +34,7 @@ int connect_once() {
 
 }  // namespace
 
-Connection::Connection() : socket_(-1) {
+Connection::Connection() {
     if (!eventually([this] { return (socket_ = connect_once()) != -1; }))
         throw std::runtime_error("port 8001 takes no connection");
 }

@@ -26,7 +26,7 @@ class Connection {
     void reset_at_end() const;
 
   private:
-    int socket_;
+    int socket_ = -1;
 };
 
 // Sends a request on a connection of its own and closes it.

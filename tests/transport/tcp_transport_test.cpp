@@ -43,8 +43,8 @@ std::vector<useconds_t> pauses;
 }  // namespace
 
 // Takes the C library's place, so that the pauses between attempts can be counted.
-extern "C" int usleep(useconds_t microseconds) {
-    pauses.push_back(microseconds);
+extern "C" int usleep(useconds_t useconds) {
+    pauses.push_back(useconds);
     return 0;
 }
 
@@ -501,12 +501,12 @@ class FailedRead : public Server, public testing::WithParamInterface<StaleByte> 
 
 // What is handed out is what stood there one round of the ring before.
 TEST_P(FailedRead, HandsOutTheRing) {
-    const auto& [name, bytes, handed_out] = GetParam();
+    const StaleByte& test = GetParam();
     Socket socket = master();
-    socket.send(numbered(bytes));
-    EXPECT_EQ(to_hex(read_bytes(bytes)), to_hex(numbered(bytes)));
+    socket.send(numbered(test.bytes));
+    EXPECT_EQ(to_hex(read_bytes(test.bytes)), to_hex(numbered(test.bytes)));
     socket.reset();
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(read_byte(), handed_out); }),
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(read_byte(), test.handed_out); }),
               (Printed{"", "read: Connection reset by peer\n"}));
     EXPECT_THAT(pauses, ElementsAre());
     EXPECT_EQ(printed_by([] { EXPECT_EQ(read_byte(), std::nullopt); }),
