@@ -13,6 +13,7 @@
 
 namespace {
 
+constexpr char kMark[] = "mark";
 constexpr std::size_t kTimeStamp = sizeof "Nov 20 20:13:00 " - 1;
 
 // "<29>Nov 20 20:13:00 NAME[3]: text"
@@ -34,11 +35,16 @@ std::ostream& operator<<(std::ostream& out, const LogLine& line) {
     return out << "<" << line.priority << "> " << line.name << ": " << line.text;
 }
 
-SyslogReader::SyslogReader() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+SyslogReader::SyslogReader()
+    : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      marker_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un address{AF_UNIX, "/dev/log"};
+    const auto* const generic = reinterpret_cast<const sockaddr*>(&address);
     unlink(address.sun_path);
-    if (bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+    if (bind(socket_, generic, sizeof address) != 0)
         throw std::runtime_error("cannot bind /dev/log");
+    if (connect(marker_, generic, sizeof address) != 0)
+        throw std::runtime_error("cannot connect to /dev/log");
     collector_ = std::thread([this] { collect(); });
 }
 
@@ -46,28 +52,47 @@ SyslogReader::~SyslogReader() {
     shutdown(socket_, SHUT_RDWR);
     collector_.join();
     close(socket_);
+    close(marker_);
 }
 
 void SyslogReader::collect() {
     std::array<char, 8192> packet{};
     ssize_t length = 0;
     while ((length = recv(socket_, packet.data(), packet.size(), 0)) > 0) {
+        const std::string text(packet.data(), static_cast<std::size_t>(length));
+        if (text == kMark) {
+            ++marks_seen_;
+            continue;
+        }
         const std::lock_guard lock(mutex_);
-        lines_.push_back(parse({packet.data(), static_cast<std::size_t>(length)}));
+        lines_.push_back(parse(text));
     }
 }
 
+void SyslogReader::settle() const {
+    const int mark = ++marks_sent_;
+    if (send(marker_, kMark, sizeof kMark - 1, MSG_NOSIGNAL) == -1 ||
+        !eventually([&] { return marks_seen_ >= mark; }))
+        throw std::runtime_error("the log does not settle");
+}
+
 std::vector<LogLine> SyslogReader::lines() const {
+    settle();
     const std::lock_guard lock(mutex_);
     return lines_;
 }
 
 int SyslogReader::count(const std::string& text) const {
+    settle();
+    return count_so_far(text);
+}
+
+int SyslogReader::count_so_far(const std::string& text) const {
     const std::lock_guard lock(mutex_);
     return static_cast<int>(std::count_if(lines_.begin(), lines_.end(),
                                           [&](const LogLine& line) { return holds(line, text); }));
 }
 
 bool SyslogReader::wait_for(const std::string& text, int times) const {
-    return eventually([&] { return count(text) >= times; });
+    return eventually([&] { return count_so_far(text) >= times; });
 }

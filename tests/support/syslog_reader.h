@@ -1,6 +1,7 @@
 // The sandbox's /dev/log: collects the syslog packets of the daemon as they arrive.
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -23,16 +24,22 @@ class SyslogReader {
     SyslogReader(const SyslogReader&) = delete;
     SyslogReader& operator=(const SyslogReader&) = delete;
 
+    // Every line that was sent before the call, so that a missing one really is missing.
     [[nodiscard]] std::vector<LogLine> lines() const;
-    // Number of lines that hold `text`.
+    // Number of these lines that hold `text`.
     [[nodiscard]] int count(const std::string& text) const;
     // Waits until `times` lines hold `text`; false when they do not come.
     bool wait_for(const std::string& text, int times = 1) const;
 
   private:
     void collect();
+    void settle() const;
+    [[nodiscard]] int count_so_far(const std::string& text) const;
 
     int socket_;
+    int marker_;  // sends to socket_, behind all that the daemon sent before
+    mutable std::atomic<int> marks_sent_ = 0;
+    std::atomic<int> marks_seen_ = 0;
     mutable std::mutex mutex_;
     std::vector<LogLine> lines_;
     std::thread collector_;
