@@ -18,6 +18,7 @@ namespace {
 constexpr char kOut[] = "/tmp/daemon.out";
 constexpr char kErr[] = "/tmp/daemon.err";
 constexpr std::chrono::seconds kLongestLife{60};
+constexpr std::chrono::seconds kLongestBusy{5};
 
 void redirect(const char* path, int descriptor) {
     const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
@@ -59,6 +60,7 @@ Daemon::Daemon(const Setup& setup) {
 // By SIGTERM, so that a sanitizer has its say at the end.
 Daemon::~Daemon() {
     if (running()) {
+        idle(pid_);
         send(SIGTERM);
         if (!eventually([this] { return !running(); })) {
             send(SIGKILL);
@@ -89,8 +91,20 @@ int Daemon::wait() {
 }
 
 int Daemon::stop(int signal) {
+    idle(pid_);
     send(signal);
     return wait();
+}
+
+// What it sleeps in, as the kernel names it: accept or the read of a connection.
+bool Daemon::idle(pid_t pid) {
+    const std::string file = "/proc/" + std::to_string(pid) + "/wchan";
+    return eventually(
+        [&] {
+            const std::string place = read_file(file);
+            return place.find("accept") != std::string::npos || place == "wait_woken";
+        },
+        kLongestBusy);
 }
 
 std::string Daemon::out() const {

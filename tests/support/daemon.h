@@ -11,12 +11,12 @@ class Daemon {
   public:
     struct Setup {
         // Options before the two database paths.
-        std::vector<std::string> options;
+        std::vector<std::string> options = {};
         // The positional arguments.
         std::vector<std::string> paths = {"/quelt/db/config_local.sqlite",
                                           "/quelt/db/temp_local.sqlite"};
         // Words before the daemon's own, such as an strace command.
-        std::vector<std::string> launcher;
+        std::vector<std::string> launcher = {};
         // Run in the child right before the daemon, for limits and signal dispositions.
         std::function<void()> prepare = [] {};
     };
@@ -36,8 +36,11 @@ class Daemon {
     // Waits for its end. The exit status; 1000 + the signal's number when one killed it; -1 when
     // it does not end.
     int wait();
-    // The same after a signal.
+    // The same after a signal, which it gets as soon as it waits for its master.
     int stop(int signal);
+    // Waits until the main thread of `pid` waits for its master. A signal that comes while it logs
+    // finds the log locked by the very thread that it interrupts, and the process hangs.
+    static bool idle(pid_t pid);
 
     // What it printed so far.
     [[nodiscard]] std::string out() const;

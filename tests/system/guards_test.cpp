@@ -1,0 +1,115 @@
+// The two guards of the real daemon, with their real limits of 10 and 30 seconds.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <string>
+
+#include "tests/support/bytes.h"
+#include "tests/support/files.h"
+#include "tests/support/master.h"
+#include "tests/support/wait.h"
+#include "tests/system/program_end.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+const LogLine kNothingCame =
+    logged(kInfo, "ZONDAR_NET_RECEIVER: No message received from client, restarting server");
+
+class Guards : public testing::Test {
+  protected:
+    Guards() { make_board(); }
+};
+
+// Start-up supervisor
+
+TEST_F(Guards, EndSilentlyWhenAScriptHangs) {
+    write_script("/quelt/script/g_ether_reload.sh", "exec sleep 100");
+    const ProgramEnd end = run_to_end({.options = {"-p", "", "-l", "127", "-s", "5"}});
+    EXPECT_EQ(end.status, 1);
+    EXPECT_THAT(end.log, ElementsAre(kStarted));
+    EXPECT_EQ(end.out + end.err, "");
+    EXPECT_GE(end.lived.count(), 10.0);
+    EXPECT_LE(end.lived.count(), 20.0);
+}
+
+TEST_F(Guards, EndSilentlyWhenADeviceScriptHangs) {
+    write_script("/quelt/script/MAC", "exec sleep 100");
+    const ProgramEnd end = run_to_end({.options = {"-p", "", "-l", "127", "-s", "5"}});
+    EXPECT_EQ(end.status, 1);
+    EXPECT_THAT(end.log, ElementsAre(kStarted));
+    EXPECT_EQ(end.err, "");
+    EXPECT_GE(end.lived.count(), 10.0);
+    EXPECT_LE(end.lived.count(), 20.0);
+}
+
+TEST_F(Guards, AllowASlowScript) {
+    write_script("/quelt/script/g_ether_reload.sh", "exec sleep 4");
+    const SyslogReader log;
+    const Daemon daemon;
+    EXPECT_TRUE(log.wait_for(kReady.text));
+}
+
+// Reception watchdog
+
+// Waits for the end of a daemon that got `frame`, and for `trace` of it on standard error.
+void expect_end_in_spite_of(const std::string& frame, const std::string& trace) {
+    const SyslogReader log;
+    const auto start = std::chrono::steady_clock::now();
+    Daemon daemon({.options = {"-p", ""}});
+    if (!frame.empty())
+        send_request(hex(frame));
+    EXPECT_TRUE(eventually([&] { return daemon.err().find(trace) != std::string::npos; }));
+    EXPECT_EQ(daemon.wait(), 1);
+    const std::chrono::duration<double> lived = std::chrono::steady_clock::now() - start;
+    EXPECT_THAT(log.lines(), Contains(kWatching));
+    EXPECT_EQ(log.lines().back(), kNothingCame);
+    EXPECT_EQ(log.count(kNothingCame.text), 1);
+    EXPECT_GE(lived.count(), 30.0);
+    EXPECT_LE(lived.count(), 40.0);
+}
+
+TEST_F(Guards, EndAfterSilence) {
+    expect_end_in_spite_of("", "");
+}
+
+TEST_F(Guards, EndInSpiteOfAWrongChecksum) {
+    expect_end_in_spite_of("A5 04 00 00 00 00 FD", "Checksum NOK in message received");
+}
+
+TEST_F(Guards, EndInSpiteOfAWrongSequence) {
+    expect_end_in_spite_of("A5 14 00 00 00 00 EC", "SEQUENCE ERROR: Expected: 0 Recieved: 1");
+}
+
+TEST_F(Guards, EndInSpiteOfHalfAFrame) {
+    expect_end_in_spite_of("A5 04 00 00", "");
+}
+
+// Long after the check it still runs and answers.
+void expect_life_after(const std::string& frame, std::size_t answer_length) {
+    const SyslogReader log;
+    Daemon daemon;
+    send_request(hex(frame));
+    if (answer_length != 0) {
+        EXPECT_EQ(collect_answer().size(), answer_length);
+    }
+    EXPECT_FALSE(eventually([&] { return !daemon.running(); }, std::chrono::seconds(36)));
+    EXPECT_EQ(log.count(kNothingCame.text), 0);
+    EXPECT_EQ(exchange(hex("A5 04 00 00 00 00 FC")).size(), 55U);
+}
+
+TEST_F(Guards, AreContentWithOneRequest) {
+    expect_life_after("A5 04 00 00 00 00 FC", 55);
+}
+
+// A valid frame, although nobody answers its command.
+TEST_F(Guards, AreContentWithAnUnsupportedCommand) {
+    expect_life_after("A5 05 00 00 00 00 FB", 0);
+}
+
+}  // namespace
