@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +21,18 @@ constexpr char kOut[] = "/tmp/daemon.out";
 constexpr char kErr[] = "/tmp/daemon.err";
 constexpr std::chrono::seconds kLongestLife{60};
 constexpr std::chrono::seconds kLongestBusy{5};
+
+#ifdef __SANITIZE_THREAD__
+// The thread sanitizer holds a signal back until accept has come back.
+void leave_accept() {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(8001);
+    connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    close(fd);
+}
+#endif
 
 void redirect(const char* path, int descriptor) {
     const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
@@ -60,8 +74,7 @@ Daemon::Daemon(const Setup& setup) {
 // By SIGTERM, so that a sanitizer has its say at the end.
 Daemon::~Daemon() {
     if (running()) {
-        idle(pid_);
-        send(SIGTERM);
+        deliver(pid_, SIGTERM);
         if (!eventually([this] { return !running(); })) {
             send(SIGKILL);
             reap(0);
@@ -91,9 +104,16 @@ int Daemon::wait() {
 }
 
 int Daemon::stop(int signal) {
-    idle(pid_);
-    send(signal);
+    deliver(pid_, signal);
     return wait();
+}
+
+void Daemon::deliver(pid_t pid, int signal) {
+    idle(pid);
+    kill(pid, signal);
+#ifdef __SANITIZE_THREAD__
+    leave_accept();
+#endif
 }
 
 // What it sleeps in, as the kernel names it: accept or the read of a connection.

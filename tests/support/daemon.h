@@ -36,8 +36,10 @@ class Daemon {
     // Waits for its end. The exit status; 1000 + the signal's number when one killed it; -1 when
     // it does not end.
     int wait();
-    // The same after a signal, which it gets as soon as it waits for its master.
+    // The same after a signal, delivered.
     int stop(int signal);
+    // Sends a signal as soon as the daemon `pid` is idle, and sees to it that it arrives.
+    static void deliver(pid_t pid, int signal);
     // Waits until the main thread of `pid` waits for its master. A signal that comes while it logs
     // finds the log locked by the very thread that it interrupts, and the process hangs.
     static bool idle(pid_t pid);

@@ -16,3 +16,7 @@ LogLine logged(int priority, const std::string& text) {
 LogLine running_with(pid_t pid) {
     return logged(kPidInfo, "Program running with pid: " + std::to_string(pid));
 }
+
+bool up(const SyslogReader& log) {
+    return log.wait_for(kReady.text) && log.wait_for(kWatching.text);
+}

@@ -35,3 +35,6 @@ const LogLine kWatching =
     logged(kInfo, "ZONDAR_NET_RECEIVER: comprobando recepcion de mensajes...");
 
 LogLine running_with(pid_t pid);
+
+// True as soon as both lines of a successful start are there, which come from two threads.
+bool up(const SyslogReader& log);

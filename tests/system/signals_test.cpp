@@ -50,7 +50,7 @@ TEST_F(SystemSignals, EndTheDaemonWithTheirNameInTheLog) {
         SCOPED_TRACE(ending.name);
         const SyslogReader log;
         Daemon daemon({.options = {"-l", "95"}});  // all but the database messages
-        ASSERT_TRUE(log.wait_for(kReady.text));
+        ASSERT_TRUE(up(log));
         EXPECT_EQ(daemon.stop(ending.signal), 1);
         EXPECT_THAT(lines_from(log, "Exiting"),
                     ElementsAre(logged(kFatal, "Exiting due to signal " + ending.name + ".")));
@@ -63,7 +63,7 @@ TEST_F(SystemSignals, EndTheDaemonWithTheirNameInTheLog) {
 TEST_F(SystemSignals, TellOfTheCloseInTheDatabaseCategory) {
     const SyslogReader log;
     Daemon daemon({.options = {"-l", "32"}});
-    ASSERT_TRUE(log.wait_for(kReady.text));
+    ASSERT_TRUE(up(log));
     EXPECT_EQ(daemon.stop(SIGTERM), 1);
     EXPECT_THAT(lines_from(log, "Exiting"),
                 ElementsAre(logged(kFatal, "Exiting due to signal Terminated."),
@@ -74,7 +74,7 @@ TEST_F(SystemSignals, TellOfTheCloseInTheDatabaseCategory) {
 TEST_F(SystemSignals, OfTheUserDoNothing) {
     const SyslogReader log;
     Daemon daemon;
-    ASSERT_TRUE(log.wait_for(kReady.text));
+    ASSERT_TRUE(up(log));
     for (const int signal : {SIGUSR1, SIGUSR2, SIGUSR1})
         daemon.send(signal);
     EXPECT_EQ(exchange(hex("A5 04 00 00 00 00 FC")).size(), 55U);
@@ -101,7 +101,7 @@ TEST_F(SystemSignals, AreHandledIgnoredOrLeftAlone) {
         SCOPED_TRACE(ignored);
         const SyslogReader log;
         Daemon daemon({.prepare = [=] { std::signal(SIGPIPE, ignored ? SIG_IGN : SIG_DFL); }});
-        ASSERT_TRUE(log.wait_for(kReady.text));
+        ASSERT_TRUE(up(log));
         EXPECT_EQ(signal_set(daemon.pid(), "SigIgn"),
                   bit(SIGUSR1) | bit(SIGUSR2) | (ignored ? bit(SIGPIPE) : 0));
         constexpr std::uint64_t handled = bit(SIGFPE) | bit(SIGILL) | bit(SIGSEGV) | bit(SIGBUS) |
@@ -200,7 +200,7 @@ TEST_P(FaultOf, IsNamedWithItsAddressInDecimal) {
         SCOPED_TRACE(testing::Message() << fault.name << ", code " << expected.code);
         const SyslogReader log;
         Daemon daemon({.options = {"-l", "32"}});
-        ASSERT_TRUE(log.wait_for(kReady.text));
+        ASSERT_TRUE(up(log));
         ASSERT_NO_FATAL_FAILURE(
             deliver_fault(daemon.pid(), fault.signal, expected.code, 0xDEADBEEF));
         EXPECT_EQ(daemon.wait(), 1);
@@ -217,7 +217,7 @@ INSTANTIATE_TEST_SUITE_P(Signal, FaultOf, testing::Range(0, 4));
 TEST_F(SystemSignals, NameAFaultAtAddressZero) {
     const SyslogReader log;
     Daemon daemon;
-    ASSERT_TRUE(log.wait_for(kReady.text));
+    ASSERT_TRUE(up(log));
     ASSERT_NO_FATAL_FAILURE(deliver_fault(daemon.pid(), SIGSEGV, 1, 0));
     EXPECT_EQ(daemon.wait(), 1);
     EXPECT_THAT(log.lines(),
@@ -228,7 +228,7 @@ TEST_F(SystemSignals, NameAFaultAtAddressZero) {
 TEST_F(SystemSignals, NameNoAddressForAnAbort) {
     const SyslogReader log;
     Daemon daemon;
-    ASSERT_TRUE(log.wait_for(kReady.text));
+    ASSERT_TRUE(up(log));
     ASSERT_NO_FATAL_FAILURE(deliver_fault(daemon.pid(), SIGABRT, 1, 0xDEADBEEF));
     EXPECT_EQ(daemon.wait(), 1);
     EXPECT_THAT(lines_from(log, "Exiting"),

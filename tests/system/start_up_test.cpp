@@ -64,8 +64,7 @@ class StartUp : public testing::Test {
 TEST_F(StartUp, LogsItsStepsInOrder) {
     const SyslogReader log;
     const Daemon daemon;
-    ASSERT_TRUE(log.wait_for(kReady.text));
-    ASSERT_TRUE(log.wait_for(kWatching.text));
+    ASSERT_TRUE(up(log));
     EXPECT_THAT(log.lines(),
                 AnyOf(ElementsAre(kStarted, running_with(daemon.pid()), kReady, kWatching),
                       ElementsAre(kStarted, running_with(daemon.pid()), kWatching, kReady)));
@@ -85,13 +84,13 @@ TEST_F(StartUp, NamesTheUserWhoStartsIt) {
 TEST_F(StartUp, IgnoresFurtherPaths) {
     const SyslogReader log;
     const Daemon daemon({.paths = {kConfDb, kTempDb, kMissing, "-"}});
-    EXPECT_TRUE(log.wait_for(kReady.text));
+    EXPECT_TRUE(up(log));
 }
 
 TEST_F(StartUp, TakesOptionsBetweenAndBehindThePaths) {
     const SyslogReader log;
     const Daemon daemon({.paths = {kConfDb, "-p", "/tmp/a.pid", kTempDb, "-s", "5"}});
-    EXPECT_TRUE(log.wait_for(kReady.text));
+    EXPECT_TRUE(up(log));
     EXPECT_EQ(read_file("/tmp/a.pid"), pid_line(daemon.pid()));
     EXPECT_FALSE(fs::exists(kPidFile));
 }
@@ -228,7 +227,7 @@ TEST_F(StartUp, EndsWhenThePidFileNamesALivingProcess) {
 TEST_F(StartUp, StopsASecondDaemonOnly) {
     const SyslogReader log;
     Daemon first;
-    ASSERT_TRUE(log.wait_for(kReady.text));
+    ASSERT_TRUE(up(log));
     EXPECT_EQ(read_file(kPidFile), pid_line(first.pid()));
 
     Daemon second;
@@ -254,7 +253,7 @@ TEST_F(StartUp, LivesWithoutItsPidFile) {
         SCOPED_TRACE(c.path);
         const SyslogReader log;
         const Daemon daemon({.options = {"-p", c.path}});
-        ASSERT_TRUE(log.wait_for(kReady.text));
+        ASSERT_TRUE(up(log));
         std::vector<LogLine> expected = {kStarted};
         expected.insert(expected.end(), c.complaint.begin(), c.complaint.end());
         expected.push_back(
@@ -332,8 +331,7 @@ TEST_F(StartUp, LogsUpToInfoWithoutALevel) {
 TEST_F(StartUp, CopiesItsLogToStandardErrorWhenAsked) {
     const SyslogReader log;
     const Daemon daemon({.options = {"-t"}});
-    ASSERT_TRUE(log.wait_for(kReady.text));
-    ASSERT_TRUE(log.wait_for(kWatching.text));
+    ASSERT_TRUE(up(log));
     std::string expected;
     for (const LogLine& line : log.lines())
         expected +=
@@ -364,8 +362,7 @@ class Detached {
     int stop() {
         if (pid_ == 0)
             return -1;
-        Daemon::idle(pid_);
-        kill(pid_, SIGTERM);
+        Daemon::deliver(pid_, SIGTERM);
         int status = 0;
         waitpid(pid_, &status, 0);
         pid_ = 0;
@@ -395,8 +392,7 @@ TEST_F(StartUp, DetachesInDaemonMode) {
             _exit(127);
     }});
     EXPECT_EQ(daemon.starter_status(), 0);
-    ASSERT_TRUE(daemon.log().wait_for(kReady.text));
-    ASSERT_TRUE(daemon.log().wait_for(kWatching.text));
+    ASSERT_TRUE(up(daemon.log()));
 
     EXPECT_NE(daemon.pid(), daemon.starter().pid());
     EXPECT_EQ(getsid(daemon.pid()), daemon.pid());
@@ -414,7 +410,7 @@ TEST_F(StartUp, DetachesInDaemonMode) {
 // What was logged before the detachment is still seen, nothing after it.
 TEST_F(StartUp, CopiesNothingToStandardErrorInDaemonMode) {
     Detached daemon({.options = {"-t"}});
-    ASSERT_TRUE(daemon.log().wait_for(kReady.text));
+    ASSERT_TRUE(up(daemon.log()));
     EXPECT_EQ(daemon.stop(), 1);
     const std::string name =
         "ZONDAR_NET_RECEIVER[" + std::to_string(daemon.starter().pid()) + "]: ";
@@ -425,7 +421,7 @@ TEST_F(StartUp, CopiesNothingToStandardErrorInDaemonMode) {
 
 TEST_F(StartUp, KeepsItsLogMaskInDaemonMode) {
     Detached daemon({.options = {"-l", "32"}});
-    ASSERT_TRUE(daemon.log().wait_for(kReady.text));
+    ASSERT_TRUE(up(daemon.log()));
     EXPECT_EQ(daemon.stop(), 1);
     EXPECT_EQ(daemon.log().count("Se cierra quelt_listener por recepcion señal LINUX\n"), 1);
 }
@@ -457,7 +453,7 @@ TEST_F(StartUp, GoesOnWhenItCannotDetach) {
 TEST_F(StartUp, ReloadsTheNetworkOnce) {
     const SyslogReader log;
     const Daemon daemon;
-    ASSERT_TRUE(log.wait_for(kReady.text));
+    ASSERT_TRUE(up(log));
     EXPECT_EQ(read_file("/tmp/g_ether_reload.log"), "reloaded\n");
 }
 
@@ -466,12 +462,12 @@ TEST_F(StartUp, DoesNotMindAFailingReload) {
     {
         const SyslogReader log;
         const Daemon daemon;
-        EXPECT_TRUE(log.wait_for(kReady.text));
+        EXPECT_TRUE(up(log));
     }
     fs::remove("/quelt/script/g_ether_reload.sh");
     const SyslogReader log;
     const Daemon daemon;
-    EXPECT_TRUE(log.wait_for(kReady.text));
+    EXPECT_TRUE(up(log));
 }
 
 // Nothing but what the shell sets by itself.
@@ -485,7 +481,7 @@ TEST_F(StartUp, GivesItsScriptsAnEmptyEnvironment) {
 
     const SyslogReader log;
     const Daemon daemon({.prepare = [] { setenv("OF_THE_STARTER", "yes", 1); }});
-    ASSERT_TRUE(log.wait_for(kReady.text));
+    ASSERT_TRUE(up(log));
     EXPECT_EQ(read_file("/tmp/environment"), empty);
     EXPECT_EQ(read_file("/tmp/environment_of_MAC"), empty);
     EXPECT_THAT(empty, Not(HasSubstr("OF_THE_STARTER")));
@@ -496,7 +492,7 @@ TEST_F(StartUp, KeepsItsSocketFromItsScripts) {
     write_script("/quelt/script/MAC", "ls -l /proc/self/fd > /tmp/descriptors");
     const SyslogReader log;
     const Daemon daemon;
-    ASSERT_TRUE(log.wait_for(kReady.text));
+    ASSERT_TRUE(up(log));
     const std::string descriptors = read_file("/tmp/descriptors");
     EXPECT_THAT(descriptors, HasSubstr("pipe:"));
     EXPECT_THAT(descriptors, Not(HasSubstr("socket:")));
