@@ -114,7 +114,7 @@ TEST(ScanVersions, OfNoKnownSelectorFindsNothing) {
 TEST(ScanVersions, OfNoKnownSelectorIsNotTheLabelThatBeginsWithNul) {
     for (const int selector : kUnknownSelectors) {
         check({
-            {.output = std::string("b \0label 7.7.7\n", 16), .version = "", .selector = selector},
+            {.output = std::string("b \0label 7.7.7\n", 15), .version = "", .selector = selector},
             {.output = std::string("b \0 .7\n", 7), .version = "", .selector = selector},
         });
     }

@@ -25,12 +25,8 @@ class OwnLog {
         if (!reader_.wait_for(mark))
             taken.emplace_back("the log is stuck");
         const std::vector<LogLine> lines = reader_.lines();
-        for (; seen_ < lines.size() && lines[seen_].text != mark; ++seen_) {
-            std::string& line = taken.emplace_back("<");
-            line += std::to_string(lines[seen_].priority);
-            line += ">";
-            line += lines[seen_].text;
-        }
+        for (; seen_ < lines.size() && lines[seen_].text != mark; ++seen_)
+            taken.push_back(with_priority(lines[seen_]));
         ++seen_;
         return taken;
     }

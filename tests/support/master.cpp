@@ -52,6 +52,10 @@ void Connection::send(std::span<const std::uint8_t> bytes) const {
     }
 }
 
+void Connection::end_sending() const {
+    shutdown(socket_, SHUT_WR);
+}
+
 Bytes Connection::read_to_end() const {
     Bytes all;
     std::array<std::uint8_t, 4096> part{};
@@ -87,4 +91,18 @@ Bytes collect_answer() {
 Bytes exchange(std::span<const std::uint8_t> request) {
     send_request(request);
     return collect_answer();
+}
+
+Bytes empty_connection() {
+    const Connection connection;
+    connection.end_sending();
+    return connection.read_to_end();
+}
+
+void resynchronise() {
+    constexpr int kAttempts = 501;
+    for (int failed = 0; failed < kAttempts; ++failed) {
+        if (!empty_connection().empty())
+            failed = -1;
+    }
 }

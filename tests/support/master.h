@@ -17,6 +17,8 @@ class Connection {
     Connection& operator=(const Connection&) = delete;
 
     void send(std::span<const std::uint8_t> bytes) const;
+    // Says that nothing more is sent; an answer can still come.
+    void end_sending() const;
     // Everything that comes until the daemon closes; what came so far when it does not close.
     [[nodiscard]] Bytes read_to_end() const;
     // True when nothing comes and nothing is closed within a moment.
@@ -37,3 +39,12 @@ Bytes collect_answer();
 
 // Both.
 Bytes exchange(std::span<const std::uint8_t> request);
+
+// An empty connection: opened, its sending side ended, whatever comes read to the end. On return
+// the daemon is done with it: it saw the end, which is one failed attempt to read, or sent an
+// answer.
+Bytes empty_connection();
+
+// Brings the daemon back to between two frames, whatever it was sent before: 501 failed attempts
+// in a row end a reception. Answers that nobody collected are collected on the way.
+void resynchronise();

@@ -35,6 +35,13 @@ std::ostream& operator<<(std::ostream& out, const LogLine& line) {
     return out << "<" << line.priority << "> " << line.name << ": " << line.text;
 }
 
+std::string with_priority(const LogLine& line) {
+    std::string text = "<";
+    text += std::to_string(line.priority);
+    text += ">";
+    return text += line.text;
+}
+
 SyslogReader::SyslogReader()
     : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
       marker_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {

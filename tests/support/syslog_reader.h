@@ -17,6 +17,9 @@ struct LogLine {
 };
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
+// "<30>text", the way a table of expected lines is written.
+std::string with_priority(const LogLine& line);
+
 class SyslogReader {
   public:
     SyslogReader();
