@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -261,41 +262,48 @@ TEST_F(Dispatch, DropsARequestWithASequenceNumber) {
 }
 
 struct Mask {
+    const char* name;
     std::vector<std::string> options;
     std::vector<std::string> log;
 };
 
-// For one identification and one unsupported command.
-const std::vector<Mask> kMasks = {
-    {{}, {}},
-    {{"-s", "5"}, {}},
-    {{"-s", "5", "-l", "63"}, {}},
-    {{"-s", "5", "-l", "32"}, {}},
-    {{"-s", "1", "-l", "127"}, {}},
-    {{"-s", "2", "-l", "64"}, {kNotSupported}},
-    {{"-s", "3", "-l", "64"}, {kNotSupported}},
-    {{"-l", "64"},
+std::ostream& operator<<(std::ostream& out, const Mask& mask) {
+    return out << mask.name;
+}
+
+// For an identification, an unsupported command and an identification.
+const Mask kMasks[] = {
+    {"Default", {}, {}},
+    {"AllLevelsNoCategory", {"-s", "5"}, {}},
+    {"DatabasesAlone", {"-s", "5", "-l", "32"}, {}},
+    {"AllButTheProtocol", {"-s", "5", "-l", "63"}, {}},
+    {"ErrorsAlone", {"-s", "1", "-l", "127"}, {}},
+    {"Warnings", {"-s", "2", "-l", "64"}, {kNotSupported}},
+    {"Notices", {"-s", "3", "-l", "64"}, {kNotSupported}},
+    {"NoDebug",
+     {"-l", "64"},
      {kWaiting, kRead, kResponse, kWaiting, kRead, kNotSupported, kWaiting, kRead, kResponse,
       kWaiting}},
-    {{"-s", "5", "-l", "127"},
+    {"Everything",
+     {"-s", "5", "-l", "127"},
      {kWaiting, kRead, kIdentify, kResponse, kWaiting, kRead, kNotSupported, kWaiting, kRead,
       kIdentify, kResponse, kWaiting}},
 };
 
-class DispatchLog : public Dispatch, public testing::WithParamInterface<int> {};
+class DispatchLog : public Dispatch, public testing::WithParamInterface<Mask> {};
 
 TEST_P(DispatchLog, ShowsWhatLevelAndMaskLetThrough) {
-    const Mask& mask = kMasks[static_cast<std::size_t>(GetParam())];
-    start(mask.options);
+    start(GetParam().options);
     expect_identification();
     send_request(hex("A5 05 00 00 00 00 FB"));
     expect_identification();
     // It has read the end of the last request then, and so has begun to wait for the next.
     EXPECT_TRUE(eventually([&] { return occurrences(daemon_->out(), "Client Close") == 3; }));
-    EXPECT_THAT(all_protocol_lines(), ElementsAreArray(mask.log));
+    EXPECT_THAT(all_protocol_lines(), ElementsAreArray(GetParam().log));
 }
 
-INSTANTIATE_TEST_SUITE_P(, DispatchLog, testing::Range(0, 9));
+INSTANTIATE_TEST_SUITE_P(, DispatchLog, testing::ValuesIn(kMasks),
+                         [](const auto& test) { return test.param.name; });
 
 // What a terminal or a supervisor's journal shows.
 TEST_F(Dispatch, PrintsItsStartEachAnswerAndEachClosedConnection) {
