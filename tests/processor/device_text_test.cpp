@@ -31,6 +31,8 @@ constexpr MacCase kMacs[] = {
     {.line = "1:22:33:44:55:66:7", .result = -1, .digits = ""},
     {.line = "1:22:33:44:55:66:", .result = -1, .digits = ""},
     {.line = ":22:33:44:55:66:7", .result = -1, .digits = ""},
+    {.line = "0::11:22:33:44:55", .result = -1, .digits = ""},
+    {.line = ":0:11:22:33:44:55", .result = -1, .digits = ""},
     {.line = "001:a2:b3:c4:d5:e", .result = -1, .digits = ""},
     {.line = "00-1a-2b-3c-4d-5e", .result = -1, .digits = ""},
     {.line = "00-1a:2b:3c:4d:5e", .result = -1, .digits = ""},
