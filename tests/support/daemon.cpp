@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +11,7 @@
 #include <stdexcept>
 
 #include "tests/support/files.h"
+#include "tests/support/master.h"
 #include "tests/support/wait.h"
 
 namespace {
@@ -21,18 +20,6 @@ constexpr char kOut[] = "/tmp/daemon.out";
 constexpr char kErr[] = "/tmp/daemon.err";
 constexpr std::chrono::seconds kLongestLife{60};
 constexpr std::chrono::seconds kLongestBusy{5};
-
-#ifdef __SANITIZE_THREAD__
-// The thread sanitizer holds a signal back until accept has come back.
-void leave_accept() {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(8001);
-    connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    close(fd);
-}
-#endif
 
 void redirect(const char* path, int descriptor) {
     const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
@@ -112,7 +99,7 @@ void Daemon::deliver(pid_t pid, int signal) {
     idle(pid);
     kill(pid, signal);
 #ifdef __SANITIZE_THREAD__
-    leave_accept();
+    nudge();  // the thread sanitizer holds a signal back until accept has come back
 #endif
 }
 

@@ -99,6 +99,12 @@ Bytes empty_connection() {
     return connection.read_to_end();
 }
 
+void nudge() {
+    const int fd = connect_once();
+    if (fd != -1)
+        close(fd);
+}
+
 void resynchronise() {
     constexpr int kAttempts = 501;
     for (int failed = 0; failed < kAttempts; ++failed) {

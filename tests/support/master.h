@@ -45,6 +45,9 @@ Bytes exchange(std::span<const std::uint8_t> request);
 // answer.
 Bytes empty_connection();
 
+// Connects and closes at once, whether or not somebody listens: ends an accept that waits.
+void nudge();
+
 // Brings the daemon back to between two frames, whatever it was sent before: 501 failed attempts
 // in a row end a reception. Answers that nobody collected are collected on the way.
 void resynchronise();

@@ -2,6 +2,7 @@
 // what is printed, and how the stream between two requests may look.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <syslog.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -88,14 +89,13 @@ class Dispatch : public testing::Test {
         return lines;
     }
 
-    // Ends the daemon; the protocol's lines, which alone have a line end.
+    // Everything of the protocol, whose lines alone have a line end. A line of our own behind them
+    // tells that none is on its way any more.
     std::vector<std::string> all_protocol_lines() {
-        daemon_->stop(SIGTERM);
-        EXPECT_TRUE(log_.wait_for("Exiting due to signal"));
+        syslog(LOG_EMERG, "mark");
+        EXPECT_TRUE(log_.wait_for("mark"));
         std::vector<std::string> lines;
         for (const LogLine& line : log_.lines()) {
-            if (line.text.starts_with("Exiting due to signal"))
-                break;
             if (line.text.ends_with("\n"))
                 lines.push_back(with_priority(line));
         }
@@ -175,6 +175,14 @@ TEST_F(Dispatch, AnswersNoOtherCommand) {
     EXPECT_EQ(daemon_->err(), "");
     expect_identification();
     EXPECT_EQ(occurrences(daemon_->out(), "WriteSocket"), 1);
+}
+
+// The response is announced before the master collects it.
+TEST_F(Dispatch, LogsTheResponseBeforeItIsSent) {
+    start({"-l", "64"});
+    send_request(kIdentification);
+    EXPECT_TRUE(log_.wait_for("Response to received frame:"));
+    EXPECT_EQ(compact(collect_answer()), kAnswer);
 }
 
 TEST_F(Dispatch, RefusesAWriteWithTwoHundredFiftyFiveZeros) {

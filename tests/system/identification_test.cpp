@@ -66,11 +66,12 @@ TEST_F(Identification, OfTheSampleBoardByteByByte) {
 TEST_F(Identification, IsTheSameForEveryFormOfTheRequest) {
     const Daemon daemon;
     for (const char* request : {
-             "A5 04 00 00 00 00 FC",           //
-             "A5 04 01 02 03 00 F6",           // header bytes are not copied into the answer
-             "A5 04 00 00 00 02 01 02 F7",     // info is not looked at
-             "A5 84 00 00 00 00 7C D4",        // CRC8 mode; the answer is in normal mode
-             "A5 04 00 00 00 00 FC 00 00 00",  // bytes behind it that start no frame
+             "A5 04 00 00 00 00 FC",              //
+             "A5 04 01 02 03 00 F6",              // header bytes are not copied into the answer
+             "A5 04 00 00 00 02 01 02 F7",        // info is not looked at
+             "A5 04 00 00 00 02 A5 A5 A5 A5 B0",  // info of two start bytes, each doubled
+             "A5 84 00 00 00 00 7C D4",           // CRC8 mode; the answer is in normal mode
+             "A5 04 00 00 00 00 FC 00 00 00",     // bytes behind it that start no frame
          }) {
         SCOPED_TRACE(request);
         EXPECT_EQ(to_hex(exchange(hex(request))), to_hex(kSampleBoard));
