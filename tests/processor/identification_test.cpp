@@ -34,7 +34,7 @@ const std::string kMacWarning = "<28>FILE: Error al recuperar la MAC.";
 
 constexpr std::size_t kLength = 48;
 
-// One device for the life of the process: the block is filled once, so each case is a test.
+// Every test has a process of its own, whose block is still zero.
 class IdentificationBlock : public testing::Test {
   protected:
     IdentificationBlock() {

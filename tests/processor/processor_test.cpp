@@ -25,7 +25,7 @@ const std::string kResponse = "<30>Response to received frame:\n";
 
 const Bytes kIdentify = hex("A5 04 00 00 00 00 FC");
 
-// First in this file, since nothing brings the processor down again.
+// Every test has a process of its own, so nothing has brought the processor up here.
 TEST(ProcessorBeforeInit, LogsAnErrorAndReturnsAtOnce) {
     OwnLog log;
     bool received = false;
@@ -45,11 +45,11 @@ TEST(ProcessorBeforeInit, LogsAnErrorAndReturnsAtOnce) {
 
 class Processor : public testing::Test {
   protected:
-    static void SetUpTestSuite() {
+    Processor() {
         make_board();
         EXPECT_EQ(zondar_process_init(), 0);
+        conf_log = 0x40;
     }
-    Processor() { conf_log = 0x40; }
 
     // One cycle for a request that gets no answer.
     std::vector<std::string> process_unanswered(const Bytes& request) {
