@@ -29,7 +29,8 @@ int get_MAC_num(std::uint8_t* buffer);
 // name the wanted version, or is missing, is no failure: 0 with nothing written.
 int get_versions(std::uint8_t* buffer, int selector);
 
-// Restore the factory configuration; rebuild the network interfaces from the database. The exit
-// status of the script, -1 when it did not end by itself.
+// Restore the factory configuration; rebuild the network interfaces from the database. The
+// shell's exit status: that of the script, 128 and the number when a signal ended it, 127 when it
+// is missing; -1 when the shell itself did not end by itself.
 int send_reset_factory();
 int send_reset_network();

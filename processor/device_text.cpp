@@ -18,6 +18,7 @@ constexpr std::size_t kMacLength = 17;
 using Word = std::array<char, 64>;
 using Version = std::array<std::uint8_t, 3>;
 
+// Null for a selector that names nothing.
 const char* label_of(int selector) {
     switch (selector) {
         case 1:
@@ -27,7 +28,7 @@ const char* label_of(int selector) {
         case 3:
             return "Hardware:";
         default:
-            return "";
+            return nullptr;
     }
 }
 
@@ -78,12 +79,13 @@ int parse_mac(const char* line, std::uint8_t* digits) {
 }
 
 int scan_versions(std::FILE* output, int selector, std::uint8_t* version) {
+    const char* const wanted = label_of(selector);
     Word skipped;
     Word label;
     Word text;
     std::optional<Version> found;
     while (next_word(output, skipped) && next_word(output, label) && next_word(output, text)) {
-        if (std::strcmp(label.data(), label_of(selector)) != 0)
+        if (wanted == nullptr || std::strcmp(label.data(), wanted) != 0)
             continue;
         found = parse_version(text.data());
         if (!found)
