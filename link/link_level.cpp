@@ -14,10 +14,9 @@ namespace {
 
 constexpr char kReceiver[] = "recibir_mensaje_nenlace";
 
-template <typename... Arguments>
-void trace(const char* function, const char* format, Arguments... arguments) {
+void trace(const char* function, const char* text) {
     if (nenlace_trace)
-        trace_line(stdout, function, format, arguments...);
+        trace_line(stdout, function, "%s", text);
 }
 
 // What both codes cover: control, header bytes, length and info, as on the wire.
@@ -104,8 +103,8 @@ int recibir_mensaje_nenlace(tPuertoZondar* port, mensaje* record, int timeout,
 
 void enviar_mensaje_nenlace(tPuertoZondar* port, mensaje* record, unsigned crc8_mode) {
     record->inicio = kStartByte;
-    record->control =
-        static_cast<std::uint8_t>(((record->secuencia << 4U) & 0x70U) | (record->comando & 0x0FU));
+    const unsigned sequence = record->secuencia & 0x07U;
+    record->control = static_cast<std::uint8_t>(sequence << 4U | (record->comando & 0x0FU));
     if (crc8_mode != 0) {
         record->control |= kCrc8ModeBit;
         scramble(*record);
@@ -115,7 +114,7 @@ void enviar_mensaje_nenlace(tPuertoZondar* port, mensaje* record, unsigned crc8_
 
     const auto covered = protected_bytes(*record);
     std::uint8_t* const codes = frame_area(*record) + kInfoOffset + record->longitud;
-    codes[0] = static_cast<std::uint8_t>(-sum(covered));
+    codes[0] = static_cast<std::uint8_t>(0x100U - sum(covered));
     if (crc8_mode != 0)
         codes[1] = crc8(0, covered);
     enviar_mensaje_nfisico(port, record, record->longitud + (crc8_mode != 0 ? 8U : 7U));

@@ -8,7 +8,7 @@ namespace {
 // One write per line, so that lines of several writers do not mix.
 void print_line(std::FILE* stream, const char* tag, const char* function, const char* format,
                 std::va_list arguments) {
-    std::array<char, 256> text{};
+    std::array<char, 1024> text{};  // the dump of the longest frame needs some 850
     std::vsnprintf(text.data(), text.size(), format, arguments);
     std::fprintf(stream, "%s%s: %s\n", tag, function, text.data());
 }

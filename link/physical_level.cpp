@@ -18,16 +18,13 @@ namespace {
 
 using State = ReceiveMachine::State;
 
+constexpr char kSender[] = "enviar_mensaje_nfisico";
+constexpr char kReceiver[] = "recibir_mensaje_nfisico";
+
 // Start and control go out once, every byte behind them may be doubled.
 constexpr std::size_t kUnstuffed = 2;
 constexpr std::size_t kMaxStuffed = kUnstuffed + 2 * (kMaxFrame - kUnstuffed);
 static_assert(kMaxStuffed == 524);
-
-template <typename... Arguments>
-void trace(const char* function, const char* format, Arguments... arguments) {
-    if (nfisico_trace)
-        trace_line(stderr, function, format, arguments...);
-}
 
 // Returns the number of bytes written to `out`, which holds at least twice the frame.
 unsigned stuff(std::span<const std::uint8_t> frame, std::uint8_t* out) {
@@ -40,30 +37,37 @@ unsigned stuff(std::span<const std::uint8_t> frame, std::uint8_t* out) {
     return static_cast<unsigned>(end - out);
 }
 
+void trace_sending(unsigned nbytes, unsigned stuffed) {
+    trace_line(stderr, kSender, " enviar_mensaje_nfisico, nbytes: %u", nbytes);
+    trace_line(stderr, kSender, " enviar_mensaje_nfisico, buffer final nbytes: %u", stuffed);
+}
+
 // `state` is the one that took the byte.
 void trace_step(State state, std::uint8_t byte, std::size_t data_end) {
-    const char* const function = "recibir_mensaje_nfisico";
     switch (state) {
         case State::READING_HEADER:
-            return trace_line(stderr, function, "state= READING_HEADER, leido: 0x%x", byte);
+            return trace_line(stderr, kReceiver, "state= READING_HEADER, leido: 0x%x", byte);
         case State::READING_INFO:
-            return trace_line(stderr, function, "state= READING_INFO, data_end: %zu", data_end);
+            return trace_line(stderr, kReceiver, "state= READING_INFO, data_end: %zu", data_end);
         case State::READING_CHECKSUM:
-            return trace_line(stderr, function, "state= READING_CHECKSUM");
+            return trace_line(stderr, kReceiver, "state= READING_CHECKSUM");
         case State::READING_CRC:
-            return trace_line(stderr, function, "state= READING_CRC");
+            return trace_line(stderr, kReceiver, "state= READING_CRC");
         case State::WAITING_START:
         case State::TRAMA_RECIBIDA:
             return;
     }
 }
 
-// In CRC8 mode every byte is shown XORed with 0x55, the header included.
-void trace_dump(int result, std::span<const std::uint8_t> stored) {
+// What became of the reception, and a dump of what it stored. In CRC8 mode every byte is shown
+// XORed with 0x55, the header included.
+void trace_result(int result, std::span<const std::uint8_t> stored) {
+    trace_line(stderr, kReceiver, "%s",
+               result == kReceived ? "res_op= TRAMA_RECIBIDA" : "Timeout in reception");
     const bool crc8_mode =
         stored.size() > kControlOffset && (stored[kControlOffset] & kCrc8ModeBit) != 0;
     const unsigned mask = crc8_mode ? kScramble : 0;
-    std::string text = "[DEBUG]recibir_mensaje_nfisico: Recibido (res: " + std::to_string(result) +
+    std::string text = "Recibido (res: " + std::to_string(result) +
                        ") : " + std::to_string(stored.size()) + " bytes. Datos: \nRECIBIDO " +
                        std::to_string(std::time(nullptr)) + "\n";
     for (const std::uint8_t byte : stored) {
@@ -71,8 +75,7 @@ void trace_dump(int result, std::span<const std::uint8_t> stored) {
         std::snprintf(digits.data(), digits.size(), "%02x ", byte ^ mask);
         text += digits.data();
     }
-    text += "\n";
-    std::fputs(text.c_str(), stderr);
+    trace_line(stderr, kReceiver, "%s", text.c_str());
 }
 
 }  // namespace
@@ -81,10 +84,10 @@ void enviar_mensaje_nfisico(tPuertoZondar* port, mensaje* record, unsigned nbyte
     assert(nbytes <= kMaxFrame);
     reset_puerto_zondar(port->numero);
     cambia_modo_zondar(port, 1);
-    trace("enviar_mensaje_nfisico", " enviar_mensaje_nfisico, nbytes: %u", nbytes);
     std::array<std::uint8_t, kMaxStuffed> stuffed;  // not cleared: only what is written is sent
     const unsigned length = stuff({frame_area(*record), nbytes}, stuffed.data());
-    trace("enviar_mensaje_nfisico", " enviar_mensaje_nfisico, buffer final nbytes: %u", length);
+    if (nfisico_trace)
+        trace_sending(nbytes, length);
     enviar_buffer_zondar(port->numero, stuffed.data(), length);
     cambia_modo_zondar(port, 0);
 }
@@ -101,10 +104,8 @@ int recibir_mensaje_nfisico(tPuertoZondar* port, std::uint8_t* trama, int timeou
         if (nfisico_trace && machine.stored() > stored)
             trace_step(state, byte, machine.data_end());
     }
-    trace("recibir_mensaje_nfisico",
-          result == kReceived ? "res_op= TRAMA_RECIBIDA" : "Timeout in reception");
     if (nfisico_trace)
-        trace_dump(result, {trama, machine.stored()});
+        trace_result(result, {trama, machine.stored()});
     CerrarSocket_zondar();
     return result;
 }
