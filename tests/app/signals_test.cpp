@@ -28,9 +28,7 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::ExitedWithCode;
-using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 
 // Under a name of its own and with a copy on standard error, where a death test can see it.
 void open_log_and_install() {

@@ -11,8 +11,6 @@
 
 namespace {
 
-using testing::ContainsRegex;
-using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;

@@ -22,7 +22,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 
 const std::string kWaiting = "<30>Waiting for zondar message:\n";
 const std::string kRead = "<30>Zondar message readed.\n";

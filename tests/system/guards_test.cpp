@@ -14,9 +14,6 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 const LogLine kNothingCame =
     logged(kInfo, "ZONDAR_NET_RECEIVER: No message received from client, restarting server");

@@ -21,7 +21,6 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 // Behind the lines of the start.
 std::vector<LogLine> lines_from(const SyslogReader& log, const std::string& text) {
