@@ -4,8 +4,11 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <string>
 
 #include "app/log_system.h"
 #include "tests/app/in_child.h"
@@ -55,6 +58,27 @@ TEST(Watchdog, IsContentWithAMessageThatCameMeanwhile) {
     EXPECT_EQ(end.status, kCameBack);
     EXPECT_THAT(end.log, ElementsAre(kLooking));
     EXPECT_GT(end.lived.count(), 1.0);
+}
+
+std::timespec monotonic_now() {
+    std::timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now;
+}
+
+// The second that is running when it starts does not count: from the first half of one, the limit
+// of one second ends with the next second but one.
+TEST(Watchdog, CountsWholeSeconds) {
+    static std::timespec start{};
+    const ChildEnd end = in_child([] {
+        eventually([] { return (start = monotonic_now()).tv_nsec < 500'000'000; });
+        std::atexit(
+            [] { std::printf("%d", static_cast<int>(monotonic_now().tv_sec - start.tv_sec)); });
+        start_reception_watchdog(&kLimit);
+        eventually([] { return false; });
+    });
+    EXPECT_EQ(end.status, 1);
+    EXPECT_GE(std::stoi(end.out), 2);
 }
 
 TEST(Watchdog, ChecksOnlyOnce) {
