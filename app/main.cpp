@@ -86,7 +86,7 @@ int main(int argc, char* argv[]) {
 
     supervise_start_up(kStartUpLimit);
     start_reception_watchdog(&kReceptionLimit);
-    syslog(LOG_INFO, "%s: ready...", kIdentity);
+    log_line(LOG_INFO, "%s: ready...", kIdentity);
     for (;;) {
         zondar_process(&message_received);
         usleep(kCyclePause_us);

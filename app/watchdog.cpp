@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "app/identity.h"
+#include "processor/conf_log.h"
 
 bool message_received = false;
 
@@ -21,12 +22,12 @@ std::time_t monotonic_seconds() {
 
 void* watch_reception(void* argument) {
     const auto* const limit = static_cast<const std::timespec*>(argument);
-    syslog(LOG_INFO, "%s: comprobando recepcion de mensajes...", kIdentity);
+    log_line(LOG_INFO, "%s: comprobando recepcion de mensajes...", kIdentity);
     const std::time_t deadline = monotonic_seconds() + limit->tv_sec;
     while (deadline >= monotonic_seconds())
         sleep(1);
     if (!std::atomic_ref(message_received).load(std::memory_order_relaxed)) {
-        syslog(LOG_INFO, "%s: No message received from client, restarting server", kIdentity);
+        log_line(LOG_INFO, "%s: No message received from client, restarting server", kIdentity);
         std::exit(1);
     }
     return nullptr;

@@ -19,7 +19,6 @@ namespace {
 constexpr char kOut[] = "/tmp/daemon.out";
 constexpr char kErr[] = "/tmp/daemon.err";
 constexpr std::chrono::seconds kLongestLife{60};
-constexpr std::chrono::seconds kLongestBusy{5};
 
 void redirect(const char* path, int descriptor) {
     const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
@@ -96,22 +95,10 @@ int Daemon::stop(int signal) {
 }
 
 void Daemon::deliver(pid_t pid, int signal) {
-    idle(pid);
     kill(pid, signal);
 #ifdef __SANITIZE_THREAD__
     nudge();  // the thread sanitizer holds a signal back until accept has come back
 #endif
-}
-
-// What it sleeps in, as the kernel names it: accept or the read of a connection.
-bool Daemon::idle(pid_t pid) {
-    const std::string file = "/proc/" + std::to_string(pid) + "/wchan";
-    return eventually(
-        [&] {
-            const std::string place = read_file(file);
-            return place.find("accept") != std::string::npos || place == "wait_woken";
-        },
-        kLongestBusy);
 }
 
 std::string Daemon::out() const {

@@ -38,11 +38,8 @@ class Daemon {
     int wait();
     // The same after a signal, delivered.
     int stop(int signal);
-    // Sends a signal as soon as the daemon `pid` is idle, and sees to it that it arrives.
+    // Sends a signal to the daemon `pid` and sees to it that it arrives.
     static void deliver(pid_t pid, int signal);
-    // Waits until the main thread of `pid` waits for its master. A signal that comes while it logs
-    // finds the log locked by the very thread that it interrupts, and the process hangs.
-    static bool idle(pid_t pid);
 
     // What it printed so far.
     [[nodiscard]] std::string out() const;

@@ -67,6 +67,7 @@ void SyslogReader::collect() {
     ssize_t length = 0;
     while ((length = recv(socket_, packet.data(), packet.size(), 0)) > 0) {
         const std::string text(packet.data(), static_cast<std::size_t>(length));
+        const std::lock_guard not_paused(reading_);
         if (text == kMark) {
             ++marks_seen_;
             continue;
@@ -81,6 +82,21 @@ void SyslogReader::settle() const {
     if (send(marker_, kMark, sizeof kMark - 1, MSG_NOSIGNAL) == -1 ||
         !eventually([&] { return marks_seen_ >= mark; }))
         throw std::runtime_error("the log does not settle");
+}
+
+void SyslogReader::pause() {
+    reading_.lock();
+}
+
+void SyslogReader::go_on() {
+    reading_.unlock();
+}
+
+bool SyslogReader::full() const {
+    const bool fits = send(marker_, kMark, sizeof kMark - 1, MSG_NOSIGNAL | MSG_DONTWAIT) != -1;
+    if (fits)
+        ++marks_sent_;
+    return !fits;
 }
 
 std::vector<LogLine> SyslogReader::lines() const {

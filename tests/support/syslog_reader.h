@@ -34,6 +34,12 @@ class SyslogReader {
     // Waits until `times` lines hold `text`; false when they do not come.
     bool wait_for(const std::string& text, int times = 1) const;
 
+    // Leaves off reading, so that the log fills up and whoever logs has to wait; and reads on.
+    void pause();
+    void go_on();
+    // True when nothing more can be logged for the moment.
+    [[nodiscard]] bool full() const;
+
   private:
     void collect();
     void settle() const;
@@ -43,6 +49,7 @@ class SyslogReader {
     int marker_;  // sends to socket_, behind all that the daemon sent before
     mutable std::atomic<int> marks_sent_ = 0;
     std::atomic<int> marks_seen_ = 0;
+    std::mutex reading_;  // held while paused
     mutable std::mutex mutex_;
     std::vector<LogLine> lines_;
     std::thread collector_;
