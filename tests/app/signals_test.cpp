@@ -93,7 +93,7 @@ TEST(SignalsDeathTest, NamesTheFaultAndItsAddressInDecimal) {
 
 #ifdef __x86_64__
 
-[[gnu::no_sanitize_undefined]] void divide_by_zero() {
+__attribute__((no_sanitize("undefined"))) void divide_by_zero() {
     volatile int zero = 0;
     volatile int quotient = 100 / zero;
     static_cast<void>(quotient);
@@ -148,7 +148,8 @@ std::string disposition(int signal) {
         text += " informed";
     if ((action.sa_flags & SA_RESTART) != 0)
         text += " restarting";
-    if ((action.sa_flags & (SA_NODEFER | SA_RESETHAND | SA_ONSTACK | SA_NOCLDSTOP)) != 0)
+    const auto others = static_cast<int>(SA_NODEFER | SA_RESETHAND | SA_ONSTACK | SA_NOCLDSTOP);
+    if ((action.sa_flags & others) != 0)
         text += " otherwise";
     return text + "\n";
 }

@@ -167,7 +167,7 @@ TEST_F(TraceFile, IsNotWrittenWithoutAPath) {
 }
 
 TEST_F(TraceFile, IsCreatedForAllToRead) {
-    for (const mode_t mask : {022, 0}) {
+    for (const mode_t mask : {022U, 0U}) {
         fs::remove(kPath);
         umask(mask);
         write(0);
