@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 constexpr char kModel[] = "/quelt/conf/quelt_modelo";
@@ -32,7 +33,17 @@ const std::string kVersionsWarning = "<28>FILE: Error al recuperar las versiones
 const std::string kSerialWarning = "<28>FILE: Error al recuperar el numero de serie.";
 const std::string kMacWarning = "<28>FILE: Error al recuperar la MAC.";
 
-constexpr std::size_t kLength = 48;
+void set_versions(const std::string& software, const std::string& boot_loader,
+                  const std::string& hardware) {
+    write_script(kVersions, "echo b Software: " + software + "; echo b U-Boot: " + boot_loader +
+                                "; echo b Hardware: " + hardware);
+}
+
+void remove_all_sources() {
+    fs::remove_all("/quelt/conf");
+    fs::remove(kMac);
+    set_versions(".", ".", ".");
+}
 
 // Every test has a process of its own, whose block is still zero.
 class IdentificationBlock : public testing::Test {
@@ -45,14 +56,9 @@ class IdentificationBlock : public testing::Test {
         conf_log = 0x10;
     }
 
-    static void set_versions(const std::string& software, const std::string& boot_loader,
-                             const std::string& hardware) {
-        write_script(kVersions, "echo b Software: " + software + "; echo b U-Boot: " + boot_loader +
-                                    "; echo b Hardware: " + hardware);
-    }
-
-    // Fills the block, expects these bytes and zeros behind them; the log lines.
+    // Fills the block, expects these 48 bytes and zeros behind them; the log lines.
     std::vector<std::string> fill(const Bytes& expected) {
+        EXPECT_EQ(expected.size(), 48U);
         fill_identification();
         mensaje answer{};
         put_identification(answer);
@@ -60,187 +66,115 @@ class IdentificationBlock : public testing::Test {
         Bytes whole = expected;
         whole.resize(255);
         EXPECT_EQ(to_hex(answer.info), to_hex(whole));
-        EXPECT_EQ(expected.size(), kLength);
         return log_.take();
     }
 
     OwnLog log_;
 };
 
-TEST_F(IdentificationBlock, OfACompleteDevice) {
-    EXPECT_THAT(fill(joined({text_bytes("MOD"),
-                             {1, 2},
-                             text_bytes("MODELNAM"),
-                             {4, 5},
-                             {7, 8},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                IsEmpty());
+// What differs from a complete device, and what the block holds then.
+struct Device {
+    const char* name;
+    void (*change)();
+    Bytes type_and_model = text_bytes("MOD");
+    Bytes software = {1, 2};
+    Bytes device_name = text_bytes("MODELNAM");
+    Bytes boot_loader = {4, 5};
+    Bytes hardware = {7, 8};
+    Bytes serial = text_bytes("SERIAL012345");
+    Bytes mac = text_bytes("001a2b3c4d5e");
+    std::vector<std::string> warnings = {};
+};
+
+void PrintTo(const Device& device, std::ostream* out) {
+    *out << device.name;
 }
 
-// Nine characters and a zero at 0 to 9, of which the versions and the name leave the first three.
-TEST_F(IdentificationBlock, OfAShortModel) {
-    write_file(kModel, "M\n");
-    EXPECT_THAT(fill(joined({text_bytes("M"),
-                             {0, 0},
-                             {1, 2},
-                             text_bytes("M"),
-                             Bytes(7),
-                             {4, 5},
-                             {7, 8},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                IsEmpty());
+class Devices : public IdentificationBlock, public testing::WithParamInterface<Device> {};
+
+TEST_P(Devices, LeaveInTheBlockWhatTheirSourcesGive) {
+    const Device& device = GetParam();
+    device.change();
+    EXPECT_THAT(
+        fill(joined({device.type_and_model, device.software, device.device_name, device.boot_loader,
+                     device.hardware, device.serial, device.mac, Bytes(7)})),
+        ElementsAreArray(device.warnings));
 }
 
-// The software's build number stands where the name would begin.
-TEST_F(IdentificationBlock, WithoutModelFile) {
-    fs::remove(kModel);
-    EXPECT_THAT(fill(joined({{0, 0, 0},
-                             {1, 2, 3},
-                             Bytes(7),
-                             {4, 5},
-                             {7, 8},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                ElementsAre(kModelWarning));
-}
-
-// The name of an empty model file is eight zeros, and no failure.
-TEST_F(IdentificationBlock, WithEmptyModelFile) {
-    write_file(kModel, "");
-    EXPECT_THAT(fill(joined({{0, 0, 0},
-                             {1, 2},
-                             Bytes(8),
-                             {4, 5},
-                             {7, 8},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                ElementsAre(kModelWarning));
-}
-
-// The model shows through where the software version would stand.
-TEST_F(IdentificationBlock, WithoutSoftwareVersion) {
-    set_versions(".2.3", "4.5.6", "7.8.9");
-    EXPECT_THAT(fill(joined({text_bytes("MODEL"),
-                             text_bytes("MODELNAM"),
-                             {4, 5},
-                             {7, 8},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                ElementsAre(kVersionsWarning));
-}
-
-TEST_F(IdentificationBlock, WithoutBootLoaderVersion) {
-    set_versions("1.2.3", ".5.6", "7.8.9");
-    EXPECT_THAT(fill(joined({text_bytes("MOD"),
-                             {1, 2},
-                             text_bytes("MODELNAM"),
-                             {0, 0},
-                             {7, 8},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                ElementsAre(kVersionsWarning));
-}
-
-// The boot loader's build number stands where the hardware's major number would.
-TEST_F(IdentificationBlock, WithoutHardwareVersion) {
-    set_versions("1.2.3", "4.5.6", ".8.9");
-    EXPECT_THAT(fill(joined({text_bytes("MOD"),
-                             {1, 2},
-                             text_bytes("MODELNAM"),
-                             {4, 5},
-                             {6, 0},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                ElementsAre(kVersionsWarning));
-}
-
-TEST_F(IdentificationBlock, WithoutAnyVersion) {
-    set_versions(".2.3", ".5.6", ".8.9");
-    EXPECT_THAT(fill(joined({text_bytes("MODEL"),
-                             text_bytes("MODELNAM"),
-                             {0, 0},
-                             {0, 0},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                ElementsAre(kVersionsWarning, kVersionsWarning, kVersionsWarning));
-}
-
-// Not a failure: the whole output was read.
-TEST_F(IdentificationBlock, WithoutVersionsScript) {
-    fs::remove(kVersions);
-    EXPECT_THAT(fill(joined({text_bytes("MODEL"),
-                             text_bytes("MODELNAM"),
-                             {0, 0},
-                             {0, 0},
-                             text_bytes("SERIAL012345"),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                IsEmpty());
-}
-
-// The hardware's build number stands where the serial number would begin.
-TEST_F(IdentificationBlock, WithoutSerialNumber) {
-    fs::remove(kSerial);
-    EXPECT_THAT(fill(joined({text_bytes("MOD"),
-                             {1, 2},
-                             text_bytes("MODELNAM"),
-                             {4, 5},
-                             {7, 8},
-                             {9},
-                             Bytes(11),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                ElementsAre(kSerialWarning));
-}
-
-TEST_F(IdentificationBlock, WithEmptySerialNumber) {
-    write_file(kSerial, "");
-    EXPECT_THAT(fill(joined({text_bytes("MOD"),
-                             {1, 2},
-                             text_bytes("MODELNAM"),
-                             {4, 5},
-                             {7, 8},
-                             Bytes(12),
-                             text_bytes("001a2b3c4d5e"),
-                             Bytes(7)})),
-                IsEmpty());
-}
-
-TEST_F(IdentificationBlock, WithoutMac) {
-    fs::remove(kMac);
-    EXPECT_THAT(fill(joined({text_bytes("MOD"),
-                             {1, 2},
-                             text_bytes("MODELNAM"),
-                             {4, 5},
-                             {7, 8},
-                             text_bytes("SERIAL012345"),
-                             Bytes(12),
-                             Bytes(7)})),
-                ElementsAre(kMacWarning));
-}
-
-TEST_F(IdentificationBlock, WithoutAnything) {
-    fs::remove_all("/quelt/conf");
-    fs::remove(kMac);
-    set_versions(".", ".", ".");
-    EXPECT_THAT(fill(Bytes(48)), ElementsAre(kModelWarning, kVersionsWarning, kVersionsWarning,
-                                             kVersionsWarning, kSerialWarning, kMacWarning));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Sources, Devices,
+    testing::Values(
+        Device{.name = "Complete", .change = [] {}},
+        // A letter and zeros: versions and name leave the first three bytes of the model.
+        Device{.name = "ShortModel",
+               .change = [] { write_file(kModel, "M\n"); },
+               .type_and_model = {'M', 0, 0},
+               .device_name = {'M', 0, 0, 0, 0, 0, 0, 0}},
+        // The software's build number stands where the name would begin.
+        Device{.name = "NoModelFile",
+               .change = [] { fs::remove(kModel); },
+               .type_and_model = Bytes(3),
+               .device_name = {3, 0, 0, 0, 0, 0, 0, 0},
+               .warnings = {kModelWarning}},
+        // The name of an empty model file is eight zeros, and no failure.
+        Device{.name = "EmptyModelFile",
+               .change = [] { write_file(kModel, ""); },
+               .type_and_model = Bytes(3),
+               .device_name = Bytes(8),
+               .warnings = {kModelWarning}},
+        // The model shows through where the software version would stand.
+        Device{.name = "NoSoftwareVersion",
+               .change = [] { set_versions(".2.3", "4.5.6", "7.8.9"); },
+               .software = {'E', 'L'},
+               .warnings = {kVersionsWarning}},
+        Device{.name = "NoBootLoaderVersion",
+               .change = [] { set_versions("1.2.3", ".5.6", "7.8.9"); },
+               .boot_loader = {0, 0},
+               .warnings = {kVersionsWarning}},
+        // The boot loader's build number stands where the hardware's major number would.
+        Device{.name = "NoHardwareVersion",
+               .change = [] { set_versions("1.2.3", "4.5.6", ".8.9"); },
+               .hardware = {6, 0},
+               .warnings = {kVersionsWarning}},
+        Device{.name = "NoVersion",
+               .change = [] { set_versions(".2.3", ".5.6", ".8.9"); },
+               .software = {'E', 'L'},
+               .boot_loader = {0, 0},
+               .hardware = {0, 0},
+               .warnings = {kVersionsWarning, kVersionsWarning, kVersionsWarning}},
+        // Not a failure: the whole output was read.
+        Device{.name = "NoVersionsScript",
+               .change = [] { fs::remove(kVersions); },
+               .software = {'E', 'L'},
+               .boot_loader = {0, 0},
+               .hardware = {0, 0}},
+        // The hardware's build number stands where the serial number would begin.
+        Device{.name = "NoSerialFile",
+               .change = [] { fs::remove(kSerial); },
+               .serial = {9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+               .warnings = {kSerialWarning}},
+        Device{.name = "EmptySerialFile",
+               .change = [] { write_file(kSerial, ""); },
+               .serial = Bytes(12)},
+        Device{.name = "NoMac",
+               .change = [] { fs::remove(kMac); },
+               .mac = Bytes(12),
+               .warnings = {kMacWarning}},
+        Device{.name = "Nothing",
+               .change = remove_all_sources,
+               .type_and_model = Bytes(3),
+               .software = {0, 0},
+               .device_name = Bytes(8),
+               .boot_loader = {0, 0},
+               .hardware = {0, 0},
+               .serial = Bytes(12),
+               .mac = Bytes(12),
+               .warnings = {kModelWarning, kVersionsWarning, kVersionsWarning, kVersionsWarning,
+                            kSerialWarning, kMacWarning}}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(IdentificationBlock, FailuresAreLoggedUnderTheGeneralBitAlone) {
-    fs::remove_all("/quelt/conf");
-    fs::remove(kMac);
-    set_versions(".", ".", ".");
+    remove_all_sources();
     for (const std::uint32_t mask : {0U, 0x40U, 0x20U, 0x6FU, 0xFFFFFFEFU}) {
         SCOPED_TRACE(mask);
         conf_log = mask;
