@@ -64,8 +64,7 @@ int main(int argc, char* argv[]) {
     char** const paths = argv + cmdline.first_positional();
     if (paths[0] == nullptr || paths[1] == nullptr) {
         std::puts(
-            "ERROR: No se han indicado las rutas de las bases de datos obligatorias, "
-            "saliendo...");
+            "ERROR: No se han indicado las rutas de las bases de datos obligatorias, saliendo...");
         cmdline.usage(1);
     }
 

@@ -58,8 +58,11 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
-    {0, answer_state},  // 0 and 2 are one command
-    {1, answer_configuration}, {2, answer_state}, {3, write_parameter}, {4, answer_identification},
+    {0, answer_state},           // status and alarms
+    {1, answer_configuration},   // configuration, block 1 or 2
+    {2, answer_state},           // one command with 0, masters use both
+    {3, write_parameter},        // one parameter, named by its sub-command
+    {4, answer_identification},  // who the device is
 };
 
 constexpr bool codes_are_indexes() {
