@@ -1,0 +1,52 @@
+// What all record classes share: their columns as data, and what is done to them alike. The record
+// classes themselves are made from the column lists by record.inc.
+#pragma once
+
+#include <span>
+#include <utility>
+
+#include "queltdb/values.h"
+
+namespace queltdb {
+
+struct Column {
+    const char* name;
+    tSqlite3parent* (*make)(const char* text);  // a new value of the column's kind
+};
+
+struct Table {
+    const char* name;
+    std::span<const Column> columns;  // the first one is the key
+};
+
+// One column of one record: cell k belongs to column k of the record's table.
+struct Cell {
+    tSqlite3parent*& value;  // owned by the record; null in an empty one
+    bool& modified;
+};
+
+template <typename Value>
+tSqlite3parent* make(const char* text) {
+    return new Value(text);
+}
+
+// Gives each cell of an empty record its value, a copy of the text of the same index.
+void fill(std::span<const Column> columns, std::span<const Cell> cells,
+          std::span<const char* const> texts);
+
+// Frees the values in the order of the columns.
+void destroy(std::span<const Cell> cells);
+
+// Puts a value of kind `Value` in a cell's place and marks it modified, unless the cell holds the
+// same text already. A cell without value is always replaced.
+template <typename Value>
+void assign(Cell cell, Value value) {
+    if (cell.value != nullptr && cell.value->getString() == value.getString())
+        return;
+    delete cell.value;
+    cell.value = nullptr;
+    cell.value = new Value(std::move(value));
+    cell.modified = true;
+}
+
+}  // namespace queltdb
