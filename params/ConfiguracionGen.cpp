@@ -1,0 +1,81 @@
+#include "params/ConfiguracionGen.h"
+
+#include "params/family.h"
+
+namespace {
+
+using Record = queltdb::tConfiguracionGen;
+
+constexpr IntegerColumn<Record> kIntegers[] = {
+    {CG_MODO_ENTRADA, COLUMN(Modo_Entrada)},  //
+    {CG_MODO_SALIDA, COLUMN(Modo_Salida)},    //
+    {CG_ATENUACION, COLUMN(Atenuacion)},      //
+    {CG_PLAYER_MODE, COLUMN(Player_Mode)},    //
+    {CG_IP_DHCP, COLUMN(Ip_Dhcp)},            //
+    {CG_LCD_BLOQUEO, COLUMN(Lcd_Bloqueo)},    //
+    {CG_SUBTIMEZONE, COLUMN(Subtimezone)},    //
+};
+static_assert(complete<IntegerColumn<Record>>(kIntegers, CG_SUBTIMEZONE));
+
+constexpr TextColumn<Record> kTexts[] = {
+    {CGS_IP_ADDRESS, COLUMN(Ip_Address), Copy::bounded},          //
+    {CGS_IP_MASK, COLUMN(Ip_Mask), Copy::bounded},                //
+    {CGS_IP_GATEWAY, COLUMN(Ip_Gateway), Copy::bounded},          //
+    {CGS_COUNTRY, COLUMN(Country), Copy::terminated},             //
+    {CGS_LANGUAGE, COLUMN(Language), Copy::terminated},           //
+    {CGS_IDTIMEZONE, COLUMN(Idtimezone), Copy::terminated},       //
+    {CGS_CODTIMEZONE, COLUMN(Codtimezone), Copy::terminated},     //
+    {CGS_LCD_CODBLOQUEO, COLUMN(Lcd_Codbloqueo), Copy::bounded},  //
+};
+static_assert(complete<TextColumn<Record>>(kTexts, CGS_LCD_CODBLOQUEO));
+
+constexpr Family<Record> kFamily = {
+    .database = ConfDB,
+    .clause = nullptr,
+    .integers = {kIntegers, Outside::ignored},
+    .texts = {kTexts, Outside::first},
+};
+
+// What masters send for the two input modes that the board stores under another code.
+int stored_mode(int mode) {
+    switch (mode) {
+        case 3:
+            return 10;
+        case 4:
+            return 11;
+        default:
+            return mode;
+    }
+}
+
+// Measures one column and copies the other, on purpose: see the header.
+void getstr_language(std::uint8_t* buffer, int size) {
+    const OnlyRow<Record> row(kFamily.database, kFamily.clause);
+    std::string text;
+    if (row) {
+        text = row->Country->getString();
+        text.resize(row->Language->getString().size());
+    }
+    put_text(text, Copy::terminated, buffer, size);
+}
+
+}  // namespace
+
+int get_ConfiguracionGen(e_ConfiguracionGen selector) {
+    return kFamily.get(selector);
+}
+
+int set_ConfiguracionGen(e_ConfiguracionGen selector, int value) {
+    return kFamily.set(selector, selector == CG_MODO_ENTRADA ? stored_mode(value) : value);
+}
+
+void getstr_ConfiguracionGen(e_str_ConfiguracionGen selector, std::uint8_t* buffer, int size) {
+    if (selector == CGS_LANGUAGE)
+        getstr_language(buffer, size);
+    else
+        kFamily.getstr(selector, buffer, size);
+}
+
+int setstr_ConfiguracionGen(e_str_ConfiguracionGen selector, const char* text, unsigned size) {
+    return kFamily.setstr(selector, text, size);
+}

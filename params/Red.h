@@ -1,0 +1,32 @@
+// The network that the output belongs to. A single row.
+#pragma once
+
+#include <cstdint>
+
+enum e_Red : int {
+    RED_NID = 0,
+    RED_NIT_PATRON = 3,
+    RED_LCN_MODE = 4,
+    RED_INSERTAR_TDT = 5,
+};
+
+enum e_str_Red : int {
+    REDS_NETWORKNAME = 0,
+    REDS_PROVEEDOR = 1,
+};
+
+// The column's number; 0 without exactly one row and for any other selector.
+int get_Red(e_Red selector);
+
+// 0 when there is exactly one row, else -1. Any other selector writes nothing and still counts as
+// done: there is none for the transport stream and original network identifiers, which masters
+// write with the 1 and 2 left out here.
+int set_Red(e_Red selector, int value);
+
+// Clears the `size` bytes at `buffer` and copies the text, which always ends in a NUL. Any other
+// selector is REDS_NETWORKNAME.
+void getstr_Red(e_str_Red selector, std::uint8_t* buffer, int size);
+
+// Stores at most size - 1 characters of `text`; no more than these are read. 0 when there is
+// exactly one row, else -1. Any other selector is REDS_NETWORKNAME.
+int setstr_Red(e_str_Red selector, const char* text, unsigned size);
