@@ -9,6 +9,7 @@
 #include "link/mensaje.h"
 #include "processor/conf_log.h"
 #include "processor/identification.h"
+#include "processor/status.h"
 
 namespace {
 
@@ -22,12 +23,13 @@ void warning(const char* text) {
     log_category(kLogZondar, LOG_WARNING, text);
 }
 
-// The databases are not served yet: the answer is there, its values are not.
-void answer_state(const mensaje& /*request*/, mensaje& /*answer*/) {
+void answer_state(const mensaje& /*request*/, mensaje& answer) {
     debug("CMD: Peticion de estado o alarmas\n");
+    put_status(answer);
 }
 
-// As above. The request must hold exactly its ID_PARAMETROS; 2 is block 2, all else block 1.
+// Answered without values for now. The request must hold exactly its ID_PARAMETROS; 2 is block 2,
+// all else block 1.
 void answer_configuration(const mensaje& request, mensaje& /*answer*/) {
     if (request.longitud != 1)
         warning("CMD: Peticion de configuracion de longitud incorrecta.\n");

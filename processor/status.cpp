@@ -1,0 +1,170 @@
+#include "processor/status.h"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <iterator>
+#include <span>
+
+#include "link/mensaje.h"
+#include "params/Bitrate_Nulos.h"
+#include "params/ConfiguracionGen.h"
+#include "params/alarmasEstado.h"
+#include "processor/answer_block.h"
+
+namespace {
+
+constexpr std::uint8_t kLength = 28;
+constexpr std::size_t kBitrates = 16;  // where the output bitrates begin
+constexpr std::size_t kBitratesEnd = 27;
+
+constexpr char kTvSystem[] = "estado_entradaAV_sistemaTV_12";
+constexpr char kHdmi[] = "estado_entradaAV_hdmi";
+constexpr char kHdsdi[] = "estado_entradaAV_hdsdi";
+constexpr char kPlayer[] = "estado_player";
+constexpr char kIp0[] = "estado_bitrate_IP_0";
+constexpr char kIp1[] = "estado_bitrate_IP_1";
+
+// The values are taken apart as unsigned numbers of 32 bits, whatever their sign.
+std::uint32_t binary(const char* name) {
+    return static_cast<std::uint32_t>(get_alarmas_estado_valor(name, MODO_BINARIO));
+}
+
+std::uint32_t hexadecimal(const char* name) {
+    return static_cast<std::uint32_t>(get_alarmas_estado_valor(name, MODO_HEXADECIMAL));
+}
+
+std::uint32_t null_packets(e_bitrate_nulos selector) {
+    return static_cast<std::uint32_t>(get_Bitrate_Nulos(selector));
+}
+
+std::uint32_t bits(std::uint32_t value, unsigned first, unsigned count) {
+    return value >> first & ((1U << count) - 1);
+}
+
+// The bits of the second input's pairs lie above what a binary value keeps, so they are zero.
+std::uint32_t input_sync() {
+    const std::uint32_t sync = binary("estado_entradaAV_sync");
+    return bits(sync, 0, 4) | bits(sync, 14, 2) << 4U | bits(sync, 10, 2) << 6U;
+}
+
+// One bit for each, the first one the lowest.
+std::uint32_t alarms() {
+    constexpr const char* kAlarms[] = {"alarma_hw", "alarma_in",  "alarma_cod",
+                                       "alarma_si", "alarma_mod", "alarma_ip"};
+    std::uint32_t value = 0;
+    for (unsigned i = 0; i < std::size(kAlarms); ++i)
+        value |= bits(binary(kAlarms[i]), 0, 1) << i;
+    return value;
+}
+
+// Sign and magnitude, as no other value on the wire; a positive one may use the sign's bit.
+std::uint32_t null_level() {
+    const std::uint32_t level = null_packets(BN_SEL_0);
+    const bool negative = bits(level, 31, 1) != 0;
+    return negative ? 0x80 | bits(0U - level, 0, 7) : level;
+}
+
+bool player_active() {
+    return hexadecimal(kPlayer) == 1;
+}
+
+// How many encoded streams there are; the player counts for two.
+std::uint32_t divisor() {
+    constexpr int kFirstModeOfOneInput = 10;
+    if (player_active())
+        return 2;
+    return get_ConfiguracionGen(CG_MODO_ENTRADA) >= kFirstModeOfOneInput ? 1 : 2;
+}
+
+template <e_bitrate_nulos selector>
+std::uint32_t half() {
+    return null_packets(selector) >> 1U;
+}
+
+// Of the total what is not null packets, without the Reed-Solomon bytes: 188 bytes of each 204.
+std::uint32_t net_bitrate() {
+    const std::uint32_t total = null_packets(BN_SEL_3);
+    const std::uint32_t nulls = (total >> 1U) * null_packets(BN_SEL_1) / 100;
+    return (total - nulls * divisor()) * 188 / 204000;
+}
+
+std::uint32_t ip_0() {
+    return hexadecimal(kIp0);
+}
+
+std::uint32_t ip_1() {
+    return hexadecimal(kIp1);
+}
+
+// What the played file adds; only that it is there counts.
+std::uint32_t played_bitrate() {
+    return access("/tmp/to_play/video-final_HD.ts", F_OK) == 0 ? 10000 : 6000;
+}
+
+constexpr Field kStatus[] = {
+    {0, 1, input_sync},                                          //
+    {1, 1, alarms},                                              //
+    {2, 4, nullptr},                                             //
+    {6, 1, [] { return bits(binary("estado_sync"), 0, 1); }},    //
+    {7, 1, [] { return bits(hexadecimal(kTvSystem), 0, 8); }},   //
+    {8, 1, [] { return bits(hexadecimal(kTvSystem), 16, 8); }},  //
+    {9, 1, [] { return bits(hexadecimal(kHdmi), 16, 8); }},      //
+    {10, 1, [] { return bits(hexadecimal(kHdsdi), 16, 8); }},    //
+    {11, 1, [] { return 3U; }},                                  //
+    {12, 1, [] { return 3U; }},                                  //
+    {13, 1, [] { return bits(hexadecimal(kHdmi), 24, 8); }},     //
+    {14, 1, [] { return bits(hexadecimal(kHdsdi), 24, 8); }},    //
+    {15, 1, null_level},                                         //
+    {kBitrates, kBitratesEnd - kBitrates, nullptr},              // one of the layouts below
+    {27, 1, [] { return bits(hexadecimal(kPlayer), 0, 8); }},    //
+};
+static_assert(gapless(kStatus, 0, kLength));
+
+// What leaves the module as a multiplex.
+constexpr Field kMultiplex[] = {
+    {16, 1, half<BN_SEL_4>},  //
+    {17, 1, half<BN_SEL_3>},  //
+    {18, 1, half<BN_SEL_2>},  //
+    {19, 2, net_bitrate},     //
+};
+static_assert(ordered(kMultiplex, kBitrates, kBitratesEnd));
+
+// As IP streams: the sum of the outputs, then each of them.
+constexpr Field kOneStream[] = {
+    {21, 2, ip_0},  //
+    {23, 2, ip_0},  //
+};
+static_assert(ordered(kOneStream, kBitrates, kBitratesEnd));
+
+constexpr Field kTwoStreams[] = {
+    {21, 2, [] { return ip_1() + ip_0(); }},  //
+    {23, 2, ip_0},                            //
+    {25, 2, ip_1},                            //
+};
+static_assert(ordered(kTwoStreams, kBitrates, kBitratesEnd));
+
+constexpr Field kPlayedStream[] = {
+    {21, 2, [] { return ip_0() + played_bitrate(); }},  //
+    {23, 2, ip_0},                                      //
+    {25, 2, played_bitrate},                            //
+};
+static_assert(ordered(kPlayedStream, kBitrates, kBitratesEnd));
+
+std::span<const Field> output_bitrates() {
+    if (get_ConfiguracionGen(CG_MODO_SALIDA) == 0)
+        return kMultiplex;
+    if (divisor() == 1)
+        return kOneStream;
+    if (!player_active())
+        return kTwoStreams;
+    return kPlayedStream;
+}
+
+}  // namespace
+
+void put_status(mensaje& answer) {
+    put_fields(kStatus, answer);
+    put_fields(output_bitrates(), answer);
+    answer.longitud = kLength;
+}
