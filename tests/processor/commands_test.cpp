@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -13,12 +12,11 @@
 #include <vector>
 
 #include "link/mensaje.h"
-#include "params/databases.h"
 #include "processor/conf_log.h"
 #include "processor/identification.h"
 #include "tests/processor/own_log.h"
 #include "tests/support/bytes.h"
-#include "tests/support/files.h"
+#include "tests/support/open_board.h"
 
 namespace {
 
@@ -104,17 +102,9 @@ const std::vector<Case> kAnswered = {
 // On a board with its databases open, as the handlers may expect.
 class Commands : public testing::Test {
   protected:
-    Commands() {
-        make_board();
-        sqlite3_open(kConfDb.c_str(), &ConfDB);
-        sqlite3_open(kTempDb.c_str(), &TempDB);
-        fill_identification();
-    }
-    ~Commands() override {
-        sqlite3_close(ConfDB);
-        sqlite3_close(TempDB);
-    }
+    Commands() { fill_identification(); }
 
+    OpenBoard board_;
     OwnLog log_;
 };
 
