@@ -62,7 +62,7 @@ auto execution(sqlite3* db, const std::string& statement) {
     };
 }
 
-// Readers of the databases may treat a value as a format, so it is not to hold a conversion.
+// Of each value the first one alone, deliberately: what is stored then, the record holds too.
 void blank_first_percent(char* text) {
     char* const percent = text == nullptr ? nullptr : std::strchr(text, '%');
     if (percent == nullptr)
