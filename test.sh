@@ -28,7 +28,7 @@ for preset in release asan tsan; do
 done
 
 step 'static analysis'
-run-clang-tidy -quiet -p build/release "$PWD/(app|processor|params|queltdb|link|transport|fuzz|tests)/" \
+run-clang-tidy -quiet -p build/release "$PWD/(app|processor|params|queltdb|link|transport|bench|fuzz|tests)/" \
     > build/clang-tidy.log 2>&1 || { grep -A 3 'error:' build/clang-tidy.log; exit 1; }
 
 step 'done'

@@ -18,7 +18,7 @@ namespace {
 constexpr double kBound = 1.15;
 
 void bare(benchmark::State& state, const char* statement) {
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         char** table = nullptr;
         int rows = 0;
         int columns = 0;
@@ -30,7 +30,7 @@ void bare(benchmark::State& state, const char* statement) {
 
 template <typename Record>
 void do_select(benchmark::State& state, const char* clause) {
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         auto* const list = Record::doSelect(ConfDB, clause, 0LL);
         benchmark::DoNotOptimize(list);
         Record::eliminaListaResultados(list);
@@ -38,13 +38,13 @@ void do_select(benchmark::State& state, const char* clause) {
 }
 
 void accessor_integer(benchmark::State& state) {
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(get_EntradaAV(EAV_BITRATE, 0));
 }
 
 void accessor_text(benchmark::State& state) {
     unsigned char buffer[15];
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         getstr_ServiciosSalida(SSS_NOMBRE, 0, buffer, sizeof buffer);
         benchmark::DoNotOptimize(buffer);
     }
