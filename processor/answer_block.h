@@ -17,7 +17,9 @@ struct Field {
 // True when the fields are in order, do not overlap and stay within [first, end).
 constexpr bool ordered(std::span<const Field> fields, std::size_t first, std::size_t end) {
     for (const Field& field : fields) {
-        if (field.position < first || (field.value != nullptr && field.width > 4))
+        if (field.position < first)
+            return false;
+        if (field.value != nullptr && (field.width < 1 || field.width > 4))
             return false;
         first = field.position + field.width;
     }

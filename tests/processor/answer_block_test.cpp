@@ -50,6 +50,10 @@ static_assert(ordered(kWidest, 0, 13) && gapless(kWidest, 0, 13));
 constexpr Field kTooWide[] = {{0, 5, pattern}};
 static_assert(!ordered(kTooWide, 0, 5) && !gapless(kTooWide, 0, 5));
 
+// A value without width would still be written as one byte.
+constexpr Field kNoWidth[] = {{0, 0, pattern}, {0, 1, pattern}};
+static_assert(!ordered(kNoWidth, 0, 1) && !gapless(kNoWidth, 0, 1));
+
 // Zeros overlap as values do.
 constexpr Field kZerosOverlap[] = {{0, 3, nullptr}, {2, 1, pattern}};
 static_assert(!ordered(kZerosOverlap, 0, 3) && !gapless(kZerosOverlap, 0, 3));
