@@ -1,0 +1,565 @@
+// The status request to the real daemon: whole frames, and what the board's other processes do to
+// its databases while it is served.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/bytes.h"
+#include "tests/support/daemon.h"
+#include "tests/support/database.h"
+#include "tests/support/faults.h"
+#include "tests/support/files.h"
+#include "tests/support/master.h"
+#include "tests/support/syslog_reader.h"
+#include "tests/support/wait.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using testing::AnyOf;
+
+// start, control: the command, three header bytes, length 0, checksum
+const Bytes kRequest = hex("A5 00 00 00 00 00 00");
+const Bytes kRequest2 = hex("A5 02 00 00 00 00 FE");
+
+// start, control, header, length 28
+// 0: input synchronisation, 00000101
+// 1: the alarm of the inputs
+// 2: zeros
+// 6: output synchronised
+// 7: TV systems, 00210022
+// 9: HDMI 01210000 and HD-SDI 00220000, third byte
+// 11: constants
+// 13: HDMI and HD-SDI, fourth byte
+// 15: null level -5
+// 16: halves of 8000, 20000 and 6500, that is 0FA0, 2710 and 0CB2, their low bytes
+// 19: (20000 - 10000 * 10 / 100 * 2) * 188 / 204000, which is 16
+// 21: no IP streams
+// 27: no player
+// checksum
+const std::string kSampleBoard =
+    "A5 00 00 00 00 1C "
+    "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00 "
+    "58";
+const std::string kSampleBoard2 =
+    "A5 02 00 00 00 1C "
+    "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00 "
+    "56";
+
+std::string status() {
+    return to_hex(exchange(kRequest));
+}
+
+class Status : public testing::Test {
+  protected:
+    Status() { make_board(); }
+};
+
+struct Form {
+    const char* name;
+    const char* request;
+    std::string answer;
+};
+
+const Form kForms[] = {
+    {.name = "status", .request = "A5 00 00 00 00 00 00", .answer = kSampleBoard},
+    {.name = "alarms", .request = "A5 02 00 00 00 00 FE", .answer = kSampleBoard2},
+    // not copied into the answer
+    {.name = "header bytes", .request = "A5 00 01 02 03 00 FA", .answer = kSampleBoard},
+    // not looked at
+    {.name = "info", .request = "A5 00 00 00 00 02 02 01 FB", .answer = kSampleBoard},
+    {.name = "alarms, info", .request = "A5 02 00 00 00 01 FF FE", .answer = kSampleBoard2},
+    // The answer is in normal mode.
+    {.name = "CRC8 mode", .request = "A5 80 00 00 00 00 80 CB", .answer = kSampleBoard},
+    {.name = "CRC8 mode, alarms", .request = "A5 82 00 00 00 00 7E 48", .answer = kSampleBoard2},
+    // info 02 01, each XORed with 55
+    {.name = "CRC8 mode, info", .request = "A5 80 00 00 00 02 57 54 D3 7B", .answer = kSampleBoard},
+};
+
+TEST_F(Status, OfTheSampleBoardByteByByte) {
+    const Daemon daemon;
+    for (const Form& form : kForms) {
+        SCOPED_TRACE(form.name);
+        EXPECT_EQ(to_hex(exchange(hex(form.request))), form.answer);
+    }
+    EXPECT_EQ(daemon.err(), "");
+}
+
+struct Change {
+    const char* name;
+    std::string path;
+    const char* sql;
+    std::string answer;
+};
+
+// By another process, each on top of the ones before it.
+const Change kChanges[] = {
+    // hardware, inputs, IP: bits 0, 1 and 5
+    {.name = "alarms",
+     .path = kTempDb,
+     .sql = "UPDATE alarmasEstado SET valor='1' WHERE nombre IN ('alarma_hw', 'alarma_ip')",
+     .answer =
+         "A5 00 00 00 00 1C "
+         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00 "
+         "37"},
+    // level 300, which is 256 + 2C; total 10000, half of it 1388 hexadecimal, 9000 * 188 / 204000
+    // is 8
+    {.name = "null-packet figures",
+     .path = kTempDb,
+     .sql = "UPDATE Bitrate_Nulos SET Nivel='300', Total='10000'",
+     .answer =
+         "A5 00 00 00 00 1C "
+         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 2C A0 88 B2 00 08 00 00 00 00 00 00 00 "
+         "20"},
+    // two streams, 2008 and 1A2C, and their sum
+    {.name = "output mode",
+     .path = kConfDb,
+     .sql = "UPDATE ConfiguracionGen SET Modo_Salida=1",
+     .answer =
+         "A5 00 00 00 00 1C "
+         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 2C 00 00 00 00 00 3A 34 20 08 1A 2C 00 "
+         "26"},
+    // one stream
+    {.name = "input mode",
+     .path = kConfDb,
+     .sql = "UPDATE ConfiguracionGen SET Modo_Entrada=10",
+     .answer =
+         "A5 00 00 00 00 1C "
+         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 2C 00 00 00 00 00 20 08 20 08 00 00 00 "
+         "B2"},
+    // 2008 + 6000, which is 1770 hexadecimal
+    {.name = "player",
+     .path = kTempDb,
+     .sql = "UPDATE alarmasEstado SET valor='1' WHERE nombre='estado_player'",
+     .answer =
+         "A5 00 00 00 00 1C "
+         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 2C 00 00 00 00 00 37 78 20 08 17 70 01 "
+         "A3"},
+    // nine characters count as 0
+    {.name = "too long a value",
+     .path = kTempDb,
+     .sql = "UPDATE alarmasEstado SET valor='012100000' WHERE nombre='estado_entradaAV_hdmi'",
+     .answer =
+         "A5 00 00 00 00 1C "
+         "05 23 00 00 00 00 01 22 21 00 22 03 03 00 00 2C 00 00 00 00 00 37 78 20 08 17 70 01 "
+         "C5"},
+    // start bytes, of which each is doubled; the length stays
+    {.name = "start bytes",
+     .path = kTempDb,
+     .sql = "UPDATE alarmasEstado SET valor='A5A500A5' WHERE nombre LIKE 'estado_entradaAV_%'",
+     .answer = "A5 00 00 00 00 1C "
+               "03 23 00 00 00 00 01 A5 A5 A5 A5 A5 A5 A5 A5 03 03 A5 A5 A5 A5 2C "
+               "00 00 00 00 00 37 78 20 08 17 70 01 "
+               "4E"},
+};
+
+TEST_F(Status, HoldsWhatAnotherProcessHasJustWritten) {
+    const Daemon daemon;
+    EXPECT_EQ(status(), kSampleBoard);
+    for (const Change& change : kChanges) {
+        SCOPED_TRACE(change.name);
+        run_elsewhere(change.path, change.sql);
+        EXPECT_EQ(status(), change.answer);
+    }
+    EXPECT_EQ(daemon.err(), "");
+}
+
+// Locks of other processes
+
+// The board sends one IP stream, whose layout is not the one without a configuration.
+constexpr char kOneStreamSql[] = "UPDATE ConfiguracionGen SET Modo_Salida=1, Modo_Entrada=10";
+const std::string kOneStream =
+    "A5 00 00 00 00 1C "
+    "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 20 08 20 08 00 00 00 "
+    "7A";
+
+// How often the main thread of a process has gone to wait for something.
+long waits_of(pid_t process) {
+    std::istringstream status(read_file("/proc/" + std::to_string(process) + "/status"));
+    const std::string key = "voluntary_ctxt_switches:";
+    for (std::string word; status >> word;) {
+        long waits = 0;
+        if (word == key && status >> waits)
+            return waits;
+    }
+    return -1;
+}
+
+class StatusOfALocked : public Status, public testing::WithParamInterface<std::string> {};
+
+// SQLite waits for the other process, so nobody notices: neither the master nor the error stream.
+TEST_P(StatusOfALocked, DatabaseWaitsForTheOtherProcess) {
+    run_elsewhere(kConfDb, kOneStreamSql);
+    const SyslogReader log;
+    const Daemon daemon({.options = {"-l", "64", "-s", "5"}});
+    for (int request = 1; request <= 3; ++request) {
+        SCOPED_TRACE(request);
+        ForeignLock lock(GetParam());
+        send_request(kRequest);
+        ASSERT_TRUE(log.wait_for("CMD: Peticion de estado o alarmas", request));
+        const long before = waits_of(daemon.pid());
+        ASSERT_GE(before, 0);
+        // SQLite waits in many short steps.
+        ASSERT_TRUE(eventually([&] { return waits_of(daemon.pid()) >= before + 5; }));
+        EXPECT_EQ(log.count("Response to received frame:"), request - 1);
+        lock.release();
+        EXPECT_EQ(to_hex(collect_answer()), kOneStream);
+        EXPECT_EQ(daemon.err(), "");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, StatusOfALocked, testing::Values(kConfDb, kTempDb),
+                         [](const auto& test) {
+                             return test.param == kConfDb ? "Configuration" : "State";
+                         });
+
+// Databases that cannot be read. The pauses of the main thread take no time, neither SQLite's nor
+// those between the attempts; its other threads are not traced.
+class DaemonWithoutPauses {
+  public:
+    // The tracer takes no signal. It ends with the daemon and hands over its status.
+    ~DaemonWithoutPauses() {
+        const std::string pid = read_file("/tmp/zondar_net_receiver.pid");
+        if (!pid.empty())
+            Daemon::deliver(std::stoi(pid), SIGTERM);
+        EXPECT_EQ(tracer_.wait(), 1);
+    }
+    DaemonWithoutPauses() = default;
+    DaemonWithoutPauses(const DaemonWithoutPauses&) = delete;
+    DaemonWithoutPauses& operator=(const DaemonWithoutPauses&) = delete;
+
+    [[nodiscard]] std::string err() const { return tracer_.err(); }
+
+  private:
+    Daemon tracer_{{
+        .launcher = {"strace", "-o", "/dev/null", "-e", "trace=clock_nanosleep,nanosleep", "-e",
+                     "inject=clock_nanosleep,nanosleep:retval=0"},
+        .prepare = leave_faults_to_the_program,
+    }};
+};
+
+// Does harm for the length of its life.
+using Harm = std::shared_ptr<void>;
+
+class OtherContent {
+  public:
+    OtherContent(std::string path, const std::string& content)
+        : path_(std::move(path)), before_(read_file(path_)) {
+        write_file(path_, content);
+    }
+    // SQLite may hold on to what it saw of a file until somebody writes to it.
+    ~OtherContent() {
+        write_file(path_, before_);
+        run_elsewhere(path_, "VACUUM");
+    }
+    OtherContent(const OtherContent&) = delete;
+    OtherContent& operator=(const OtherContent&) = delete;
+
+  private:
+    std::string path_;  // the file itself stays, so that it is still the one the daemon has open
+    std::string before_;
+};
+
+class HiddenTable {
+  public:
+    HiddenTable(std::string path, std::string table)
+        : path_(std::move(path)), table_(std::move(table)) {
+        run_elsewhere(path_, "ALTER TABLE " + table_ + " RENAME TO hidden");
+    }
+    ~HiddenTable() { run_elsewhere(path_, "ALTER TABLE hidden RENAME TO " + table_); }
+    HiddenTable(const HiddenTable&) = delete;
+    HiddenTable& operator=(const HiddenTable&) = delete;
+
+  private:
+    std::string path_;
+    std::string table_;
+};
+
+// Garbage from a place on, up to the length of the file.
+Harm garbage(const std::string& path, std::size_t from) {
+    constexpr std::size_t kChangeCounter = 24;
+    std::string content = read_file(path);
+    ++content[kChangeCounter];
+    for (std::size_t i = from; i < content.size(); ++i)
+        content[i] = "garbage "[i % 8];
+    return std::make_shared<OtherContent>(path, content);
+}
+
+constexpr std::size_t kPageSize = 4096;
+
+struct Unreadable {
+    const char* name;
+    Harm (*harm)();
+    const char* tables;   // that cannot be read, as a regular expression
+    const char* message;  // SQLite's
+    std::string answer;
+};
+
+constexpr char kStateTables[] = "alarmasEstado|Bitrate_Nulos";
+constexpr char kAllTables[] = "alarmasEstado|Bitrate_Nulos|ConfiguracionGen";
+
+// Nothing but the constants.
+const std::string kNothing =
+    "A5 00 00 00 00 1C "
+    "00 00 00 00 00 00 00 00 00 00 00 03 03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+    "DE";
+// Nothing but the constants and the null level.
+const std::string kNoStates =
+    "A5 00 00 00 00 1C "
+    "00 00 00 00 00 00 00 00 00 00 00 03 03 00 00 85 00 00 00 00 00 00 00 00 00 00 00 00 "
+    "59";
+const std::string kNoLevel =
+    "A5 00 00 00 00 1C "
+    "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 00 00 00 00 00 00 20 08 20 08 00 00 00 "
+    "FF";
+
+// The board sends one IP stream; without a configuration it counts as a multiplex of two, which
+// the sample board is.
+const Unreadable kUnreadable[] = {
+    {.name = "StateLocked",
+     .harm = [] { return Harm(std::make_shared<ForeignLock>(kTempDb)); },
+     .tables = kStateTables,
+     .message = "database is locked",
+     .answer = kNothing},
+    {.name = "ConfigurationLocked",
+     .harm = [] { return Harm(std::make_shared<ForeignLock>(kConfDb)); },
+     .tables = "ConfiguracionGen",
+     .message = "database is locked",
+     .answer = kSampleBoard},
+    {.name = "BothLocked",
+     .harm =
+         [] {
+             using Locks = std::pair<ForeignLock, ForeignLock>;
+             return Harm(std::make_shared<Locks>(kConfDb, kTempDb));
+         },
+     .tables = kAllTables,
+     .message = "database is locked",
+     .answer = kNothing},
+    {.name = "StatesMissing",
+     .harm = [] { return Harm(std::make_shared<HiddenTable>(kTempDb, "alarmasEstado")); },
+     .tables = "alarmasEstado",
+     .message = "no such table: alarmasEstado",
+     .answer = kNoStates},
+    {.name = "FiguresMissing",
+     .harm = [] { return Harm(std::make_shared<HiddenTable>(kTempDb, "Bitrate_Nulos")); },
+     .tables = "Bitrate_Nulos",
+     .message = "no such table: Bitrate_Nulos",
+     .answer = kNoLevel},
+    {.name = "ConfigurationMissing",
+     .harm = [] { return Harm(std::make_shared<HiddenTable>(kConfDb, "ConfiguracionGen")); },
+     .tables = "ConfiguracionGen",
+     .message = "no such table: ConfiguracionGen",
+     .answer = kSampleBoard},
+    {.name = "StateEmpty",
+     .harm = [] { return Harm(std::make_shared<OtherContent>(kTempDb, "")); },
+     .tables = kStateTables,
+     .message = "no such table: .*",
+     .answer = kNothing},
+    {.name = "ConfigurationEmpty",
+     .harm = [] { return Harm(std::make_shared<OtherContent>(kConfDb, "")); },
+     .tables = "ConfiguracionGen",
+     .message = "no such table: .*",
+     .answer = kSampleBoard},
+    {.name = "StateGarbage",
+     .harm = [] { return garbage(kTempDb, 0); },
+     .tables = kStateTables,
+     .message = "file is not a database",
+     .answer = kNothing},
+    {.name = "ConfigurationGarbage",
+     .harm = [] { return garbage(kConfDb, 0); },
+     .tables = "ConfiguracionGen",
+     .message = "file is not a database",
+     .answer = kSampleBoard},
+    // The header and the names of the tables are as they were.
+    {.name = "StateGarbageInItsTables",
+     .harm = [] { return garbage(kTempDb, kPageSize); },
+     .tables = kStateTables,
+     .message = "database disk image is malformed",
+     .answer = kNothing},
+    {.name = "ConfigurationGarbageInItsTables",
+     .harm = [] { return garbage(kConfDb, kPageSize); },
+     .tables = "ConfiguracionGen",
+     .message = "database disk image is malformed",
+     .answer = kSampleBoard},
+};
+
+void PrintTo(const Unreadable& unreadable, std::ostream* out) {
+    *out << unreadable.name;
+}
+
+// For each statement three attempts of three lines, the last being the system's.
+void expect_three_attempts_each(const std::string& printed, const Unreadable& unreadable) {
+    std::istringstream lines(printed);
+    int statements = 0;
+    for (std::string line; std::getline(lines, line); ++statements) {
+        for (int n = 0; n < 3; ++n) {
+            const std::string failure = "\\[ERROR_DB\\]doSelect: Error leyendo datos tabla (" +
+                                        std::string(unreadable.tables) +
+                                        ") \\. intento: " + std::to_string(n);
+            EXPECT_TRUE(std::regex_match(line, std::regex(failure))) << line;
+            std::getline(lines, line);
+            const std::string message =
+                std::string("\\[ERROR_DB\\]doSelect: ") + unreadable.message;
+            EXPECT_TRUE(std::regex_match(line, std::regex(message))) << line;
+            std::getline(lines, line);
+            EXPECT_TRUE(
+                std::regex_match(line, std::regex(std::string(unreadable.message) + ": .+")))
+                << line;
+            if (n < 2)
+                std::getline(lines, line);
+        }
+    }
+    EXPECT_GT(statements, 0);
+}
+
+class StatusOfUnreadable : public Status, public testing::WithParamInterface<Unreadable> {};
+
+// Also when it could be read before, and for both commands.
+TEST_P(StatusOfUnreadable, DatabasesHoldsZerosUntilTheyCanBeRead) {
+    run_elsewhere(kConfDb, kOneStreamSql);
+    const DaemonWithoutPauses daemon;
+    std::string printed;
+    for (int round = 0; round < 2; ++round) {
+        SCOPED_TRACE(round);
+        {
+            const Harm harm = GetParam().harm();
+            EXPECT_EQ(status(), GetParam().answer);
+        }
+        const std::string all = daemon.err();
+        expect_three_attempts_each(all.substr(printed.size()), GetParam());
+        printed = all;
+        EXPECT_EQ(status(), kOneStream);
+        EXPECT_EQ(daemon.err(), printed);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, StatusOfUnreadable, testing::ValuesIn(kUnreadable),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+// Files
+
+TEST_F(Status, NeedsNoRightToWrite) {
+    for (const std::string& path : {kConfDb, kTempDb})
+        fs::permissions(path, fs::perms::owner_read);
+    fs::permissions("/quelt/db", fs::perms::owner_read | fs::perms::owner_exec);
+    const Daemon daemon;
+    EXPECT_EQ(status(), kSampleBoard);
+    EXPECT_EQ(to_hex(exchange(kRequest2)), kSampleBoard2);
+    EXPECT_EQ(daemon.err(), "");
+    fs::permissions("/quelt/db", fs::perms::owner_all);
+}
+
+// Its journal is left behind: whoever reads next takes the unfinished change back.
+TEST_F(Status, HoldsNothingOfAChangeWhoseProcessDied) {
+    const Daemon daemon;
+    EXPECT_EQ(status(), kSampleBoard);
+    // All of the change is in the database; the journal's end would have made it count.
+    const std::string killed =
+        "strace -o /dev/null -e trace=pwrite64,unlink -e inject=unlink:signal=KILL sqlite3 " +
+        kTempDb + " \"UPDATE alarmasEstado SET valor='1'\"";
+    EXPECT_NE(std::system(killed.c_str()), 0);
+    ASSERT_TRUE(fs::exists(kTempDb + "-journal"));
+    EXPECT_EQ(status(), kSampleBoard);
+    EXPECT_FALSE(fs::exists(kTempDb + "-journal"));
+    EXPECT_EQ(daemon.err(), "");
+}
+
+// Only a file of the machine's /tmp tells, and it can come and go at any time.
+TEST_F(Status, LooksForThePlayersFileAtEachRequest) {
+    run_elsewhere(kConfDb, kOneStreamSql);
+    run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor='1' WHERE nombre='estado_player'");
+    // 2008 + 6000, 2008 and 6000, which is 1770 hexadecimal; then 10000, which is 2710
+    const std::string without =
+        "A5 00 00 00 00 1C "
+        "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 37 78 20 08 17 70 01 "
+        "6B";
+    const std::string with =
+        "A5 00 00 00 00 1C "
+        "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 47 18 20 08 27 10 01 "
+        "0B";
+    const Daemon daemon;
+    EXPECT_EQ(status(), without);
+    write_file("/tmp/to_play/video-final_HD.ts", "video");
+    EXPECT_EQ(status(), with);
+    fs::remove("/tmp/to_play/video-final_HD.ts");
+    EXPECT_EQ(status(), without);
+}
+
+// Counts the changes of a database, in its header.
+std::string change_counter(const std::string& path) {
+    return read_file(path).substr(24, 4);
+}
+
+// Another process that changes a database without end.
+class Writer {
+  public:
+    // On return it is at work.
+    Writer(const std::string& path, const std::string& sql) {
+        const std::string before = change_counter(path);
+        process_ = fork();
+        if (process_ != 0) {
+            EXPECT_TRUE(eventually([&] { return change_counter(path) != before; }));
+            return;
+        }
+        try {
+            const Database database(path);
+            sqlite3_busy_timeout(database.handle(), kPatience / std::chrono::milliseconds(1));
+            for (;;) {
+                database.run(sql);
+                usleep(1000);  // others are to have their turn
+            }
+        } catch (const std::exception&) {
+            _exit(1);
+        }
+    }
+    ~Writer() {
+        kill(process_, SIGKILL);
+        int status = 0;
+        waitpid(process_, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status)) << "the writer gave up";
+    }
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+
+  private:
+    pid_t process_ = -1;
+};
+
+TEST_F(Status, HoldsOldOrNewValuesWhileOthersWrite) {
+    const Writer state(kTempDb,
+                       "UPDATE alarmasEstado SET valor = 1 - valor WHERE nombre = 'alarma_hw'");
+    const Writer conf(kConfDb, "UPDATE ConfiguracionGen SET Modo_Salida = 1 - Modo_Salida");
+    // Alarms 02 or 03, and a multiplex or two streams.
+    const auto one_of_four =
+        AnyOf(kSampleBoard,
+              "A5 00 00 00 00 1C "
+              "05 03 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00 "
+              "57",
+              "A5 00 00 00 00 1C "
+              "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 3A 34 20 08 1A 2C 00 "
+              "EE",
+              "A5 00 00 00 00 1C "
+              "05 03 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 3A 34 20 08 1A 2C 00 "
+              "ED");
+    const Daemon daemon;
+    for (int i = 0; i < 100; ++i)
+        EXPECT_THAT(status(), one_of_four);
+    EXPECT_EQ(daemon.err(), "");
+}
+
+}  // namespace
