@@ -77,8 +77,7 @@ std::uint32_t divisor() {
     return get_ConfiguracionGen(CG_MODO_ENTRADA) >= kFirstModeOfOneInput ? 1 : 2;
 }
 
-template <e_bitrate_nulos selector>
-std::uint32_t half() {
+std::uint32_t half(e_bitrate_nulos selector) {
     return null_packets(selector) >> 1U;
 }
 
@@ -123,10 +122,10 @@ static_assert(gapless(kStatus, 0, kLength));
 
 // What leaves the module as a multiplex.
 constexpr Field kMultiplex[] = {
-    {16, 1, half<BN_SEL_4>},  //
-    {17, 1, half<BN_SEL_3>},  //
-    {18, 1, half<BN_SEL_2>},  //
-    {19, 2, net_bitrate},     //
+    {16, 1, [] { return half(BN_SEL_4); }},  //
+    {17, 1, [] { return half(BN_SEL_3); }},  //
+    {18, 1, [] { return half(BN_SEL_2); }},  //
+    {19, 2, net_bitrate},                    //
 };
 static_assert(ordered(kMultiplex, kBitrates, kBitratesEnd));
 
