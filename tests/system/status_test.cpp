@@ -32,6 +32,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using testing::AnyOf;
+using testing::ElementsAre;
 
 // start, control: the command, three header bytes, length 0, checksum
 const Bytes kRequest = hex("A5 00 00 00 00 00 00");
@@ -230,6 +231,8 @@ INSTANTIATE_TEST_SUITE_P(, StatusOfALocked, testing::Values(kConfDb, kTempDb),
 
 // Databases that cannot be read. The pauses of the main thread take no time, neither SQLite's nor
 // those between the attempts; its other threads are not traced.
+const std::string kPauses = "/tmp/pauses";  // as they would have been
+
 class DaemonWithoutPauses {
   public:
     // The tracer takes no signal. It ends with the daemon and hands over its status.
@@ -247,11 +250,48 @@ class DaemonWithoutPauses {
 
   private:
     Daemon tracer_{{
-        .launcher = {"strace", "-o", "/dev/null", "-e", "trace=clock_nanosleep,nanosleep", "-e",
+        .launcher = {"strace", "-o", kPauses, "-e", "trace=clock_nanosleep,nanosleep", "-e",
                      "inject=clock_nanosleep,nanosleep:retval=0"},
         .prepare = leave_faults_to_the_program,
     }};
 };
+
+// The pauses that the main thread would have made, in milliseconds. Those below a second, which are
+// SQLite's, are added up as far as they follow each other.
+std::vector<long> pauses() {
+    static const std::regex kPause("tv_sec=([0-9]+), tv_nsec=([0-9]+)");
+    std::vector<long> pauses = {0};
+    std::istringstream calls(read_file(kPauses));
+    for (std::string call; std::getline(calls, call);) {
+        std::smatch pause;
+        if (!std::regex_search(call, pause, kPause))
+            continue;
+        const long seconds = std::stol(pause[1]);
+        if (seconds == 0)
+            pauses.back() += std::stol(pause[2]) / 1'000'000;
+        else
+            pauses.insert(pauses.end(), {1000 * seconds, 0});
+    }
+    return pauses;
+}
+
+// SQLite gives the other process five seconds, and each of the three attempts is followed by a
+// pause: 21 seconds at most for a statement.
+TEST_P(StatusOfALocked, DatabaseIsTriedThreeTimesForFiveSecondsEach) {
+    const DaemonWithoutPauses daemon;
+    {
+        const ForeignLock lock(GetParam());
+        status();
+    }
+    const std::vector<long> made = pauses();
+    ASSERT_GE(made.size(), 7U);
+    for (std::size_t i = 0; i + 6 < made.size(); i += 6) {
+        SCOPED_TRACE(i);
+        const std::vector<long> of_a_statement(made.begin() + static_cast<std::ptrdiff_t>(i),
+                                               made.begin() + static_cast<std::ptrdiff_t>(i) + 6);
+        EXPECT_THAT(of_a_statement, ElementsAre(5000, 1000, 5000, 2000, 5000, 3000));
+    }
+}
 
 // Does harm for the length of its life.
 using Harm = std::shared_ptr<void>;
