@@ -229,10 +229,10 @@ INSTANTIATE_TEST_SUITE_P(, StatusOfALocked, testing::Values(kConfDb, kTempDb),
                              return test.param == kConfDb ? "Configuration" : "State";
                          });
 
-// Databases that cannot be read. The pauses of the main thread take no time, neither SQLite's nor
-// those between the attempts; its other threads are not traced.
-const std::string kPauses = "/tmp/pauses";  // as they would have been
+const std::string kPauses = "/tmp/pauses";
 
+// The pauses of its main thread take no time, neither SQLite's nor those between the attempts, but
+// are told in a file. Its other threads are not traced.
 class DaemonWithoutPauses {
   public:
     // The tracer takes no signal. It ends with the daemon and hands over its status.
@@ -292,6 +292,8 @@ TEST_P(StatusOfALocked, DatabaseIsTriedThreeTimesForFiveSecondsEach) {
         EXPECT_THAT(of_a_statement, ElementsAre(5000, 1000, 5000, 2000, 5000, 3000));
     }
 }
+
+// Databases that cannot be read
 
 // Does harm for the length of its life.
 using Harm = std::shared_ptr<void>;
