@@ -64,8 +64,7 @@ std::string listing(List<Records...> /*classes*/) {
 // Other programs of the board own the tables: a list that changes here reads and writes the wrong
 // columns there. On an intended change, take over what the failure shows.
 TEST(Columns, AreThoseOfTheGoldenListing) {
-    EXPECT_EQ(listing(AllRecords()),
-              read_file(ZONDAR_SOURCE_DIR "/tests/queltdb/columns.golden"));
+    EXPECT_EQ(listing(AllRecords()), read_file(ZONDAR_SOURCE_DIR "/tests/queltdb/columns.golden"));
 }
 
 template <typename Record>

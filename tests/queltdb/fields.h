@@ -16,8 +16,8 @@ template <typename Record>
 struct Field {
     const char* name;
     bool integer;
-    queltdb::tSqlite3parent* Record::* value;
-    bool Record::* modified;
+    queltdb::tSqlite3parent* Record::*value;
+    bool Record::*modified;
     const char* setter_name;
     // Null when the class has no such setter, taking the column's kind by value.
     void (*set)(Record& record, const char* text);
@@ -25,8 +25,8 @@ struct Field {
 
 // `call` is only callable when the class has the setter.
 template <typename Record, typename Kind, typename Call>
-Field<Record> field(const char* name, queltdb::tSqlite3parent* Record::* value,
-                    bool Record::* modified, const char* setter_name, Call /*call*/) {
+Field<Record> field(const char* name, queltdb::tSqlite3parent* Record::*value,
+                    bool Record::*modified, const char* setter_name, Call /*call*/) {
     void (*set)(Record&, const char*) = nullptr;
     if constexpr (std::is_invocable_v<Call, Record&, Kind>)
         set = [](Record& record, const char* text) { Call{}(record, Kind(text)); };
