@@ -38,10 +38,12 @@ void fill(std::span<const Column> columns, std::span<const Cell> cells,
 void destroy(std::span<const Cell> cells);
 
 // Puts a value of kind `Value` in a cell's place and marks it modified, unless the cell holds the
-// same text already. A cell without value is always replaced.
+// same text already. A cell without value or with a null is always replaced: an empty text is
+// another thing to the database.
 template <typename Value>
 void assign(Cell cell, Value value) {
-    if (cell.value != nullptr && cell.value->getString() == value.getString())
+    if (cell.value != nullptr && cell.value->texto() != nullptr &&
+        cell.value->getString() == value.getString())
         return;
     delete cell.value;
     cell.value = nullptr;

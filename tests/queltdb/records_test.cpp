@@ -135,6 +135,8 @@ constexpr Setting kSettings[] = {
     {Setting::text, "", "text", true},       {Setting::text, "text", nullptr, true},
     {Setting::text, "", nullptr, false},  // the text of a null is empty
     {Setting::none, nullptr, "5", true},     {Setting::none, nullptr, "", true},
+    {Setting::none, nullptr, nullptr, true}, {Setting::null, nullptr, "5", true},
+    {Setting::null, nullptr, "", true},      {Setting::null, nullptr, nullptr, true},
 };
 
 template <typename Record>
