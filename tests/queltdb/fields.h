@@ -98,3 +98,14 @@ template <typename Record>
 constexpr bool kInserts = requires(Record record, sqlite3* db) {
     { record.insert(db) } -> std::same_as<int>;
 };
+
+// The names of the raised flags.
+template <typename Record>
+std::vector<std::string> modified(const Record& record) {
+    std::vector<std::string> names;
+    for (const Field<Record>& field : kFields<Record>) {
+        if (record.*field.modified)
+            names.emplace_back(field.name);
+    }
+    return names;
+}

@@ -34,17 +34,6 @@ const std::type_info& kind_of(const Field<Record>& field) {
     return field.integer ? typeid(tSqlite3int) : typeid(tSqlite3parent);
 }
 
-// The names of the raised flags.
-template <typename Record>
-std::vector<std::string> modified(const Record& record) {
-    std::vector<std::string> names;
-    for (const Field<Record>& field : kFields<Record>) {
-        if (record.*field.modified)
-            names.emplace_back(field.name);
-    }
-    return names;
-}
-
 template <typename Record>
 class Records : public testing::Test {};
 TYPED_TEST_SUITE(Records, AllRecords, ClassName);
@@ -127,16 +116,24 @@ std::string name_of(const Setting& setting) {
 }
 
 constexpr Setting kSettings[] = {
-    {Setting::text, "5", "5", false},        {Setting::text, "5", "6", true},
-    {Setting::text, "05", "5", true},  // compared as texts, not as numbers
-    {Setting::text, "5", " 5", true},        {Setting::text, "text", "texT", true},
-    {Setting::text, "text", "tex", true},    {Setting::text, "text", "texts", true},
-    {Setting::text, "text", "", true},       {Setting::text, "", "", false},
-    {Setting::text, "", "text", true},       {Setting::text, "text", nullptr, true},
-    {Setting::text, "", nullptr, false},  // the text of a null is empty
-    {Setting::none, nullptr, "5", true},     {Setting::none, nullptr, "", true},
-    {Setting::none, nullptr, nullptr, true}, {Setting::null, nullptr, "5", true},
-    {Setting::null, nullptr, "", true},      {Setting::null, nullptr, nullptr, true},
+    {Setting::text, "5", "5", false},         //
+    {Setting::text, "5", "6", true},          //
+    {Setting::text, "05", "5", true},         // compared as texts, not as numbers
+    {Setting::text, "5", " 5", true},         //
+    {Setting::text, "text", "texT", true},    //
+    {Setting::text, "text", "tex", true},     //
+    {Setting::text, "text", "texts", true},   //
+    {Setting::text, "text", "", true},        //
+    {Setting::text, "text", nullptr, true},   //
+    {Setting::text, "", "text", true},        //
+    {Setting::text, "", "", false},           //
+    {Setting::text, "", nullptr, false},      // the text of a null is empty
+    {Setting::null, nullptr, "5", true},      //
+    {Setting::null, nullptr, "", true},       //
+    {Setting::null, nullptr, nullptr, true},  //
+    {Setting::none, nullptr, "5", true},      //
+    {Setting::none, nullptr, "", true},       //
+    {Setting::none, nullptr, nullptr, true},  //
 };
 
 template <typename Record>
