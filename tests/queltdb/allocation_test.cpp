@@ -13,13 +13,12 @@
 
 namespace {
 
-long allocations_left = -1;  // before one fails; below zero none does
+long allocations_left = -1;  // before the one that fails; below zero none does
 long live_allocations = 0;
 
 void* allocate(std::size_t size) {
-    if (allocations_left == 0)
+    if (allocations_left-- == 0)
         throw std::bad_alloc();
-    --allocations_left;
     void* const memory = std::malloc(size);
     if (memory == nullptr)
         throw std::bad_alloc();
@@ -128,12 +127,12 @@ TEST_F(FailingAllocations, EndAnUpdateWithItsFlagsUp) {
 TEST_F(FailingAllocations, EndAnInsert) {
     const Database database(kConfDb);
     EXPECT_GT(with_each_allocation_failing([&] {
-                  tEsclavosModulo record;
-                  record.setMAC(tSqlite3parent("00:1a:2b:3c:4d:5e"));
+                  // With a value for the key, to be replaced.
+                  tEsclavosModulo record({nullptr, "00:1a:2b:3c:4d:5e"});
                   record.setEstado(tSqlite3int(1));
                   record.insert(database.handle());
               }),
-              8);
+              15);
 }
 
 }  // namespace

@@ -66,17 +66,12 @@ const Insertion kInsertions[] = {
     // Values are arguments of the statement: a percent sign is nothing special in them.
     {.name = "quotes and percent signs",
      .texts = {nullptr, "50%", "%s%n%Q", "it's", "%%", "'); DROP TABLE EsclavosModulo; --",
-               "Espa\xC3\xB1"
-               "a",
-               "\n", "1%", "NULL", "0"},
+               "Espa\303\261a", "\n", "1%", "NULL", "0"},
      .values = "NULL, '50%', '%s%n%Q', 'it''s', '%%', '''); DROP TABLE EsclavosModulo; --', "
-               "'Espa\xC3\xB1"
-               "a', '\n', '1%', 'NULL', '0' )",
+               "'Espa\303\261a', '\n', '1%', 'NULL', '0' )",
      .key = "21",
      .row = {"21", "50%", "%s%n%Q", "it's", "%%", "'); DROP TABLE EsclavosModulo; --",
-             "Espa\xC3\xB1"
-             "a",
-             "\n", "1%", "NULL", "0"}},
+             "Espa\303\261a", "\n", "1%", "NULL", "0"}},
 };
 
 TEST_F(Statements, InsertsAddARowAndTakeOverItsKey) {

@@ -152,7 +152,7 @@ TYPED_TEST(Records, SetWhatDiffersAndNothingElse) {
             if (field.set == nullptr)
                 continue;
             SCOPED_TRACE(field.name);
-            TypeParam record = record_for<TypeParam>(setting);
+            auto record = record_for<TypeParam>(setting);
             std::vector<const tSqlite3parent*> others;
             for (const Field<TypeParam>& other : kFields<TypeParam>)
                 others.push_back(record.*other.value);
@@ -185,7 +185,7 @@ TYPED_TEST(Records, KeepAFlagThatWasRaised) {
         if (field.set == nullptr)
             continue;
         SCOPED_TRACE(field.name);
-        TypeParam record = record_for<TypeParam>(setting);
+        auto record = record_for<TypeParam>(setting);
         field.set(record, "after");
         field.set(record, "after");
         field.set(record, "before");
