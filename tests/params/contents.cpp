@@ -1,0 +1,125 @@
+#include "tests/params/contents.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "params/databases.h"
+#include "tests/support/database.h"
+#include "tests/support/files.h"
+
+namespace {
+
+std::vector<std::string> tables_of(const Database& database) {
+    std::vector<std::string> tables;
+    for (const auto& row : database.rows("SELECT name FROM sqlite_master WHERE type = 'table'"))
+        tables.push_back(row[0]);
+    return tables;
+}
+
+std::vector<std::string> columns_of(const Database& database, const std::string& table) {
+    std::vector<std::string> columns;
+    for (const auto& row : database.rows("SELECT name FROM pragma_table_info('" + table + "')"))
+        columns.push_back(row[0]);
+    return columns;
+}
+
+bool has_one_row(const std::string& table) {
+    constexpr std::array<std::string_view, 4> kTables = {"ConfiguracionGen", "Red", "IPOut",
+                                                         "Bitrate_Nulos"};
+    return std::find(kTables.begin(), kTables.end(), table) != kTables.end();
+}
+
+const std::string& path_of(const std::string& table) {
+    return table == "alarmasEstado" || table == "Bitrate_Nulos" ? kTempDb : kConfDb;
+}
+
+int collect(unsigned /*event*/, void* to, void* /*statement*/, void* text) {
+    static_cast<std::vector<std::string>*>(to)->emplace_back(static_cast<const char*>(text));
+    return 0;
+}
+
+}  // namespace
+
+Contents contents() {
+    Contents cells;
+    for (const std::string& path : {kConfDb, kTempDb}) {
+        const Database database(path);
+        for (const std::string& table : tables_of(database)) {
+            const std::vector<std::string> columns = columns_of(database, table);
+            std::string query = "SELECT rowid";
+            for (const std::string& column : columns)
+                query += ", quote(" + column + ")";
+            for (const auto& row : database.rows(query + " FROM " + table)) {
+                for (std::size_t i = 0; i < columns.size(); ++i)
+                    cells.emplace(table + " " + row[0] + " " + columns[i], row[i + 1]);
+            }
+        }
+    }
+    return cells;
+}
+
+std::vector<std::string> changes(const Contents& before, const Contents& after) {
+    Contents all = before;
+    all.insert(after.begin(), after.end());
+    std::vector<std::string> lines;
+    for (const auto& cell : all) {
+        const auto was = before.find(cell.first);
+        const auto is = after.find(cell.first);
+        const std::string old_value = was == before.end() ? "nothing" : was->second;
+        const std::string new_value = is == after.end() ? "nothing" : is->second;
+        if (old_value != new_value)
+            lines.push_back(cell.first + ": " + old_value + " -> " + new_value);
+    }
+    return lines;
+}
+
+void number_all_cells() {
+    int next = 100000;
+    for (const std::string& path : {kConfDb, kTempDb}) {
+        const Database database(path);
+        std::string sql = "BEGIN;";
+        for (const std::string& table : tables_of(database)) {
+            sql += "DELETE FROM " + table + ";";
+            for (const long long key : has_one_row(table) ? std::vector<long long>{1} : kKeys) {
+                sql += "INSERT INTO " + table + " VALUES (" + std::to_string(key);
+                for (std::size_t i = 1; i < columns_of(database, table).size(); ++i)
+                    sql.append(",").append(std::to_string(++next));
+                sql += ");";
+            }
+        }
+        database.run(sql + "COMMIT");
+    }
+}
+
+void double_row(const std::string& table, long long key) {
+    const Database database(path_of(table));
+    const std::string key_column = columns_of(database, table)[0];
+    std::string declaration =
+        database.value("SELECT sql FROM sqlite_master WHERE name = '" + table + "'");
+    constexpr std::string_view kUnique = " PRIMARY KEY";
+    const std::size_t unique = declaration.find(kUnique);
+    if (unique != std::string::npos)
+        declaration.erase(unique, kUnique.size());
+    database.run("BEGIN; CREATE TEMP TABLE kept AS SELECT * FROM " + table + "; DROP TABLE " +
+                 table + ";" + declaration + "; INSERT INTO " + table +
+                 " SELECT * FROM kept; INSERT INTO " + table + " SELECT * FROM kept WHERE " +
+                 key_column + " = " + std::to_string(key) + "; COMMIT");
+}
+
+Trace::Trace() {
+    for (sqlite3* const database : {ConfDB, TempDB})
+        sqlite3_trace_v2(database, SQLITE_TRACE_STMT, collect, &statements_);
+}
+
+Trace::~Trace() {
+    for (sqlite3* const database : {ConfDB, TempDB})
+        sqlite3_trace_v2(database, 0, nullptr, nullptr);
+}
+
+std::vector<std::string> Trace::take() {
+    return std::exchange(statements_, {});
+}

@@ -1,0 +1,40 @@
+// What is in the board's databases, read over connections beside the one under test, and what an
+// accessor says to them.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+// Every cell of both databases: "EntradaAV 1 Brillo" (table, row id, column) to its value, as an
+// SQL literal: 50, 'Spain', NULL.
+using Contents = std::map<std::string, std::string>;
+Contents contents();
+
+// The cells that differ, as "EntradaAV 1 Brillo: 50 -> 51"; one that is not there is "nothing".
+std::vector<std::string> changes(const Contents& before, const Contents& after);
+
+// Fills both databases so that no two cells hold the same value: numbers of six digits, and the
+// keys. The tables with many rows get all of `kKeys`, the others a row with the key 1.
+void number_all_cells();
+inline const std::vector<long long> kKeys = {
+    -2147483648, -2147483647, -1, 0, 1, 2, 7, 2147483647, 2147483648,
+};
+
+// Makes a table take equal keys, and doubles the row `key`.
+void double_row(const std::string& table, long long key);
+
+// Collects the statements that run on ConfDB and TempDB during its life.
+class Trace {
+  public:
+    Trace();
+    ~Trace();
+    Trace(const Trace&) = delete;
+    Trace& operator=(const Trace&) = delete;
+
+    // Those since the last call.
+    std::vector<std::string> take();
+
+  private:
+    std::vector<std::string> statements_;
+};
