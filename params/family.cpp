@@ -9,7 +9,7 @@ void put_text(std::string_view text, Copy rule, std::uint8_t* buffer, int size) 
     const auto room = static_cast<std::size_t>(size);
     std::memset(buffer, 0, room);
     const std::size_t most = rule == Copy::terminated ? room - 1 : room;
-    std::memcpy(buffer, text.data(), std::min(text.size(), most));
+    std::copy_n(text.begin(), std::min(text.size(), most), buffer);
 }
 
 std::string text_within(const char* text, unsigned size) {

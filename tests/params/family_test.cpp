@@ -32,6 +32,7 @@ TEST(PutText, FillsTheBufferByItsRuleAndTouchesNothingElse) {
         {"", 0, {}, {}},
         {"", 1, {0}, {0}},
         {"", 3, {0, 0, 0}, {0, 0, 0}},
+        {std::string_view(), 3, {0, 0, 0}, {0, 0, 0}},  // no text, not even an address
     };
     for (const Case& put : cases) {
         for (const Copy rule : {Copy::bounded, Copy::terminated}) {
