@@ -8,7 +8,6 @@
 
 #include <climits>
 #include <cstddef>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -322,14 +321,6 @@ TEST_P(IntegerWrites, OfNoColumnRunNoUpdate) {
 
 // Reading texts.
 
-TEST_P(TextReads, HaveTheNumbersThatMastersAndProgramsUse) {
-    int number = 0;
-    for (const Selector& selector : GetParam().selectors) {
-        EXPECT_EQ(selector.number, number++);
-        EXPECT_EQ(selector.member, selector.number);
-    }
-}
-
 TEST_P(TextReads, TakeTheirColumnOfTheirRow) {
     const Family& family = GetParam();
     const Contents before = contents();
@@ -470,19 +461,6 @@ TEST_P(TextWrites, StoreWhatFitsTheSize) {
             EXPECT_EQ(family.setstr(selector.number, key, "Portugal", text.size), 0);
             EXPECT_EQ(contents().at(cell(family, {key, 1}, selector.column)), text.stored);
         }
-    }
-}
-
-// The two count as the same text.
-TEST_P(TextWrites, LeaveANullForAnEmptyText) {
-    const Family& family = GetParam();
-    for (const Selector& selector : family.selectors) {
-        SCOPED_TRACE(selector.column);
-        store(family, selector.column, "NULL");
-        EXPECT_EQ(family.setstr(selector.number, given_for_row_1(family), "", 8), 0);
-        EXPECT_EQ(contents().at(cell(family, {0, 1}, selector.column)), "NULL");
-        EXPECT_EQ(family.setstr(selector.number, given_for_row_1(family), "x", 8), 0);
-        EXPECT_EQ(contents().at(cell(family, {0, 1}, selector.column)), "'x'");
     }
 }
 

@@ -208,7 +208,7 @@ class SpoiltRows : public ServiceState, public testing::WithParamInterface<Rows>
     }
 };
 
-TEST_P(SpoiltRows, FailAndKeepTheOtherOneFromNothing) {
+TEST_P(SpoiltRows, FailButLetTheOtherRowBeWritten) {
     GetParam().spoil();
     const Contents before = contents();
     EXPECT_EQ(set_service_state(ST_TIPO_1, 1, 0), -1);
