@@ -330,7 +330,8 @@ TEST_P(TextReads, TakeTheirColumnOfTheirRow) {
             std::string expected;
             if (choice.selector != nullptr) {
                 const Selector& selector = *choice.selector;
-                const char* const column = selector.read ? selector.read : selector.column;
+                const char* const column =
+                    selector.read != nullptr ? selector.read : selector.column;
                 expected = before.at(cell(family, key, column));
                 expected = expected.substr(1, expected.size() - 2);  // without the quotes
                 ASSERT_EQ(expected.size(), 6U);
