@@ -20,7 +20,14 @@ for preset in release asan tsan; do
     cmake --build --preset "$preset" -- --quiet
 done
 
-# Most of what is slow only waits, so more tests run at once than there are cores.
+# Most of what is slow in the tests only waits, so more of them run at once than there are cores, and
+# what they leave of the cores goes to the static analysis.
+nice run-clang-tidy -quiet -p build/release \
+    "$PWD/(app|processor|params|queltdb|link|transport|bench|fuzz|tests)/" \
+    > build/clang-tidy.log 2>&1 &
+analysis=$!
+trap 'kill "$analysis" 2> /dev/null || true' EXIT
+
 for preset in release asan tsan; do
     step "tests $preset"
     ctest --test-dir "build/$preset" --no-tests=error --output-on-failure -j 8 |
@@ -28,7 +35,6 @@ for preset in release asan tsan; do
 done
 
 step 'static analysis'
-run-clang-tidy -quiet -p build/release "$PWD/(app|processor|params|queltdb|link|transport|bench|fuzz|tests)/" \
-    > build/clang-tidy.log 2>&1 || { grep -A 3 'error:' build/clang-tidy.log; exit 1; }
+wait "$analysis" || { grep -A 3 'error:' build/clang-tidy.log; exit 1; }
 
 step 'done'
