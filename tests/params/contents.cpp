@@ -84,9 +84,10 @@ void number_all_cells() {
         std::string sql = "BEGIN;";
         for (const std::string& table : tables_of(database)) {
             sql += "DELETE FROM " + table + ";";
+            const std::size_t columns = columns_of(database, table).size();
             for (const long long key : has_one_row(table) ? std::vector<long long>{1} : kKeys) {
                 sql += "INSERT INTO " + table + " VALUES (" + std::to_string(key);
-                for (std::size_t i = 1; i < columns_of(database, table).size(); ++i)
+                for (std::size_t i = 1; i < columns; ++i)
                     sql.append(",").append(std::to_string(++next));
                 sql += ");";
             }
