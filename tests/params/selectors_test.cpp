@@ -26,6 +26,11 @@ const std::string& path_of(const Family& family) {
     return std::string_view(family.table) == "Bitrate_Nulos" ? kTempDb : kConfDb;
 }
 
+std::string key_column_of(const Family& family) {
+    return Database(path_of(family))
+        .value("SELECT name FROM pragma_table_info('" + std::string(family.table) + "')");
+}
+
 // A selector, in the table or not, and what it stands for.
 struct Choice {
     int number;
@@ -288,9 +293,7 @@ TEST_P(IntegerWrites, FailForADoubledRow) {
 TEST_P(IntegerWrites, AreOneSelectAndOneUpdateEachAndPrintNothing) {
     const Family& family = GetParam();
     const int key = given_for_row_1(family);
-    const std::string key_column =
-        Database(path_of(family))
-            .value("SELECT name FROM pragma_table_info('" + std::string(family.table) + "')");
+    const std::string key_column = key_column_of(family);
     Trace trace;
     for (const Selector& selector : family.selectors) {
         if (selector.column == nullptr)
@@ -541,9 +544,7 @@ TEST_P(TextWrites, FailForADoubledRow) {
 TEST_P(TextWrites, AreOneSelectAndOneUpdateEach) {
     const Family& family = GetParam();
     const int key = given_for_row_1(family);
-    const std::string key_column =
-        Database(path_of(family))
-            .value("SELECT name FROM pragma_table_info('" + std::string(family.table) + "')");
+    const std::string key_column = key_column_of(family);
     Trace trace;
     for (const Selector& selector : family.selectors) {
         SCOPED_TRACE(selector.column);
