@@ -3,7 +3,6 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -41,15 +40,15 @@ char* text_of(const Cell& cell) {
 template <typename Run, typename Failure>
 bool attempt(const char* operation, Run run, Failure failure) {
     for (unsigned n = 0; n < kAttempts; ++n) {
-        char* message = nullptr;
-        const int result = run(&message);
+        char* text = nullptr;
+        const int result = run(&text);
+        const SqliteText message(text, sqlite3_free);
         if (result == SQLITE_OK)
             return true;
         std::fprintf(stderr, "[ERROR_DB]%s: %s%u\n", operation, failure(result).c_str(), n);
         if (message != nullptr) {
-            std::fprintf(stderr, "[ERROR_DB]%s: %s\n", operation, message);
-            std::perror(message);
-            sqlite3_free(message);
+            std::fprintf(stderr, "[ERROR_DB]%s: %s\n", operation, message.get());
+            std::perror(message.get());
         }
         sleep(n + 1);
     }
