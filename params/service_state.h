@@ -12,6 +12,7 @@ enum e_serv_type : int {
 int get_service_state(e_serv_type type, int service);
 
 // Stores `value` as the selection, 0 as the 2 that means off, and in Remux_Av of the channel with
-// the service's number a bit for each type that is off: bit 1 for type 1, bit 0 for type 2. A row
-// that is missing does not keep the other from being written. 0 when both were there, else -1.
+// the service's number a bit for each type that is off: bit 1 for type 1, bit 0 for type 2. For
+// another type Remux_Av becomes 0. A row that is missing does not keep the other from being
+// written. 0 when both were there, else -1.
 int set_service_state(e_serv_type type, int service, int value);

@@ -42,7 +42,8 @@ std::uint32_t bits(std::uint32_t value, unsigned first, unsigned count) {
     return value >> first & ((1U << count) - 1);
 }
 
-// The bits of the second input's pairs lie above what a binary value keeps, so they are zero.
+// Bits 10, 11, 14 and 15 have their places, although a binary value keeps 8 bits: they are sent as
+// 0.
 std::uint32_t input_sync() {
     const std::uint32_t sync = binary("estado_entradaAV_sync");
     return bits(sync, 0, 4) | bits(sync, 14, 2) << 4U | bits(sync, 10, 2) << 6U;

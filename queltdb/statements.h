@@ -36,8 +36,8 @@ class Rows {
     int width_ = 0;
 };
 
-// Writes the modified cells to the rows whose key is the record's, in one statement. A value can
-// hold no per cent sign: its first one is replaced by a blank, in the cell too; more are kept.
+// Writes the modified cells to the rows whose key is the record's, in one statement. The
+// first per cent sign of each value is replaced by a blank, in the cell too; further ones stay.
 // 1, with no cell modified any more, or with no statement when none was; 0, with the cells as they
 // were, when all attempts failed.
 int update(sqlite3* db, const Table& table, std::span<const Cell> cells);
