@@ -3,10 +3,24 @@
 #include "link/mensaje.h"
 #include "processor/wire_integers.h"
 
-void put_fields(std::span<const Field> fields, mensaje& answer) {
+namespace {
+
+void put_number(std::uint32_t value, const Field& field, std::uint8_t* at) {
+    int322buff(static_cast<int>(value), at, static_cast<e_int32_len>(field.width - 1));
+}
+
+}  // namespace
+
+void put_fields(std::span<const Field> fields, mensaje& answer, int further) {
     for (const Field& field : fields) {
-        if (field.value != nullptr)
-            int322buff(static_cast<int>(field.value()), &answer.info[field.position],
-                       static_cast<e_int32_len>(field.width - 1));
+        std::uint8_t* const at = &answer.info[field.position];
+        if (const auto* const computed = std::get_if<Computed>(&field.source))
+            put_number((*computed)(), field, at);
+        else if (const auto* const filled = std::get_if<Filled>(&field.source))
+            (*filled)(at);
+        else if (const auto* const number = std::get_if<Number>(&field.source))
+            put_number(number->get(further), field, at);
+        else if (const auto* const text = std::get_if<Text>(&field.source))
+            text->get(at, field.width);
     }
 }

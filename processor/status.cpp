@@ -15,8 +15,8 @@
 namespace {
 
 constexpr std::uint8_t kLength = 28;
-constexpr std::size_t kBitrates = 16;  // where the output bitrates begin
-constexpr std::size_t kBitratesEnd = 27;
+constexpr std::uint8_t kBitrates = 16;  // where the output bitrates begin
+constexpr std::uint8_t kBitratesEnd = 27;
 
 constexpr char kTvSystem[] = "estado_entradaAV_sistemaTV_12";
 constexpr char kHdmi[] = "estado_entradaAV_hdmi";
@@ -105,7 +105,7 @@ std::uint32_t played_bitrate() {
 constexpr Field kStatus[] = {
     {0, 1, input_sync},                                          //
     {1, 1, alarms},                                              //
-    {2, 4, nullptr},                                             //
+    {2, 4},                                                      //
     {6, 1, [] { return bits(binary("estado_sync"), 0, 1); }},    //
     {7, 1, [] { return bits(hexadecimal(kTvSystem), 0, 8); }},   //
     {8, 1, [] { return bits(hexadecimal(kTvSystem), 16, 8); }},  //
@@ -116,7 +116,7 @@ constexpr Field kStatus[] = {
     {13, 1, [] { return bits(hexadecimal(kHdmi), 24, 8); }},     //
     {14, 1, [] { return bits(hexadecimal(kHdsdi), 24, 8); }},    //
     {15, 1, null_level},                                         //
-    {kBitrates, kBitratesEnd - kBitrates, nullptr},              // one of the layouts below
+    {kBitrates, kBitratesEnd - kBitrates},                       // one of the layouts below
     {27, 1, [] { return bits(hexadecimal(kPlayer), 0, 8); }},    //
 };
 static_assert(gapless(kStatus, 0, kLength));

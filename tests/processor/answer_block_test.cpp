@@ -45,7 +45,7 @@ constexpr Field kBackwards[] = {{3, 2, pattern}, {2, 1, pattern}};
 static_assert(!ordered(kBackwards, 2, 5) && !gapless(kBackwards, 2, 5));
 
 // A value has at most four bytes, zeros any number.
-constexpr Field kWidest[] = {{0, 4, pattern}, {4, 9, nullptr}};
+constexpr Field kWidest[] = {{0, 4, pattern}, {4, 9}};
 static_assert(ordered(kWidest, 0, 13) && gapless(kWidest, 0, 13));
 constexpr Field kTooWide[] = {{0, 5, pattern}};
 static_assert(!ordered(kTooWide, 0, 5) && !gapless(kTooWide, 0, 5));
@@ -55,7 +55,7 @@ constexpr Field kNoWidth[] = {{0, 0, pattern}, {0, 1, pattern}};
 static_assert(!ordered(kNoWidth, 0, 1) && !gapless(kNoWidth, 0, 1));
 
 // Zeros overlap as values do.
-constexpr Field kZerosOverlap[] = {{0, 3, nullptr}, {2, 1, pattern}};
+constexpr Field kZerosOverlap[] = {{0, 3}, {2, 1, pattern}};
 static_assert(!ordered(kZerosOverlap, 0, 3) && !gapless(kZerosOverlap, 0, 3));
 
 static_assert(ordered({}, 3, 3) && gapless({}, 3, 3));
@@ -85,7 +85,7 @@ constexpr Written kWritten[] = {
      .field = {4, 4, [] { return 0x80000001U; }},
      .first_bytes = "EE EE EE EE 80 00 00 01"},
     // Zero already, as answers begin.
-    {.name = "no value", .field = {0, 8, nullptr}, .first_bytes = "EE EE EE EE EE EE EE EE"},
+    {.name = "no value", .field = {0, 8}, .first_bytes = "EE EE EE EE EE EE EE EE"},
 };
 
 TEST(AnswerBlock, HoldsTheLowBytesOfAValueBigEndian) {
@@ -110,7 +110,7 @@ TEST(AnswerBlock, ReachesTheLastByteOfTheInfoAndNoFurther) {
 TEST(AnswerBlock, ReadsEachValueOnceAndInOrder) {
     static std::uint32_t reads = 0;
     constexpr auto kCount = [] { return ++reads; };
-    constexpr Field kFields[] = {{0, 1, kCount}, {1, 2, kCount}, {3, 1, nullptr}, {4, 1, kCount}};
+    constexpr Field kFields[] = {{0, 1, kCount}, {1, 2, kCount}, {3, 1}, {4, 1, kCount}};
     mensaje answer{};
     put_fields(kFields, answer);
     EXPECT_EQ(to_hex(std::span(answer.info).first(6)), "01 00 02 00 03 00");
