@@ -9,7 +9,7 @@
 #include <ostream>
 #include <vector>
 
-#include "tests/params/contents.h"
+#include "tests/support/contents.h"
 #include "tests/support/open_board.h"
 
 // What a caller gives for a row, and the key that this row has.

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/params/trace.h"
 #include "tests/support/bytes.h"
 #include "tests/support/capture.h"
 #include "tests/support/database.h"

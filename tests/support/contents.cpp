@@ -1,13 +1,9 @@
-#include "tests/params/contents.h"
-
-#include <sqlite3.h>
+#include "tests/support/contents.h"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <utility>
 
-#include "params/databases.h"
 #include "tests/support/database.h"
 #include "tests/support/files.h"
 
@@ -35,11 +31,6 @@ bool has_one_row(const std::string& table) {
 
 const std::string& path_of(const std::string& table) {
     return table == "alarmasEstado" || table == "Bitrate_Nulos" ? kTempDb : kConfDb;
-}
-
-int collect(unsigned /*event*/, void* to, void* /*statement*/, void* text) {
-    static_cast<std::vector<std::string>*>(to)->emplace_back(static_cast<const char*>(text));
-    return 0;
 }
 
 }  // namespace
@@ -109,18 +100,4 @@ void double_row(const std::string& table, long long key) {
                  table + ";" + declaration + "; INSERT INTO " + table +
                  " SELECT * FROM kept; INSERT INTO " + table + " SELECT * FROM kept WHERE " +
                  key_column + " = " + std::to_string(key) + "; COMMIT");
-}
-
-Trace::Trace() {
-    for (sqlite3* const database : {ConfDB, TempDB})
-        sqlite3_trace_v2(database, SQLITE_TRACE_STMT, collect, &statements_);
-}
-
-Trace::~Trace() {
-    for (sqlite3* const database : {ConfDB, TempDB})
-        sqlite3_trace_v2(database, 0, nullptr, nullptr);
-}
-
-std::vector<std::string> Trace::take() {
-    return std::exchange(statements_, {});
 }

@@ -1,5 +1,4 @@
-// What is in the board's databases, read over connections beside the one under test, and what an
-// accessor says to them.
+// What is in the board's databases, read and written over connections beside the one under test.
 #pragma once
 
 #include <map>
@@ -23,18 +22,3 @@ inline const std::vector<long long> kKeys = {
 
 // Makes a table take equal keys, and doubles the row `key`.
 void double_row(const std::string& table, long long key);
-
-// Collects the statements that run on ConfDB and TempDB during its life.
-class Trace {
-  public:
-    Trace();
-    ~Trace();
-    Trace(const Trace&) = delete;
-    Trace& operator=(const Trace&) = delete;
-
-    // Those since the last call.
-    std::vector<std::string> take();
-
-  private:
-    std::vector<std::string> statements_;
-};

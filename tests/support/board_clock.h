@@ -1,0 +1,15 @@
+// A clock of the test's own: a program that links `board_clock` has this time() and this
+// clock_settime(), and never reaches the machine's.
+#pragma once
+
+#include <ctime>
+#include <vector>
+
+// What time() says from now on.
+void clock_shows(std::time_t now);
+
+// Each attempt to set the real-time clock since the last call, in whole seconds.
+std::vector<std::time_t> take_clock_settings();
+
+// The error that further attempts fail with; 0 for none.
+void refuse_clock_settings(int error);
