@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <memory>
+#include <span>
 
 #include "link/mensaje.h"
 #include "processor/commands.h"
@@ -39,10 +39,11 @@ inline Bytes answer_to(const mensaje& request) {
         return {};
     EXPECT_EQ(answer->comando, request.comando);
     EXPECT_EQ(answer->secuencia, 0);
-    const std::uint8_t* const end = answer->info + answer->longitud;
-    EXPECT_TRUE(std::all_of(end, static_cast<const std::uint8_t*>(std::end(answer->info)),
-                            [](std::uint8_t byte) { return byte == 0; }));
-    return {answer->info, end};
+    const auto info = std::span<const std::uint8_t>(answer->info);
+    const auto sent = info.first(answer->longitud);
+    const auto behind = info.subspan(answer->longitud);
+    EXPECT_TRUE(std::all_of(behind.begin(), behind.end(), [](auto byte) { return byte == 0; }));
+    return {sent.begin(), sent.end()};
 }
 
 inline Bytes answer_to(std::uint8_t command, const Bytes& info) {

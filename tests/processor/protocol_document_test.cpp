@@ -1,0 +1,450 @@
+// docs/protocol.md against the daemon: its tables against the daemon's own, every frame by sending
+// it, every column by looking for it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <span>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "processor/configuration.h"
+#include "processor/countries.h"
+#include "processor/subcommands.h"
+#include "tests/processor/requests.h"
+#include "tests/support/bytes.h"
+#include "tests/support/contents.h"
+#include "tests/support/daemon.h"
+#include "tests/support/database.h"
+#include "tests/support/files.h"
+#include "tests/support/master.h"
+#include "tests/support/open_board.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::Not;
+using testing::UnorderedElementsAreArray;
+
+using Row = std::vector<std::string>;  // the cells of a line
+
+std::vector<std::string> lines() {
+    std::istringstream document(read_file(ZONDAR_SOURCE_DIR "/docs/protocol.md"));
+    std::vector<std::string> all;
+    for (std::string line; std::getline(document, line);)
+        all.push_back(line);
+    return all;
+}
+
+Row cells_of(const std::string& line) {
+    Row row;
+    const std::regex cell(R"(\| ?(.*?) ?(?=\|))");
+    for (std::sregex_iterator at(line.begin(), line.end(), cell), end; at != end; ++at)
+        row.push_back((*at)[1]);
+    return row;
+}
+
+// The rows of every table with this head that stands below the heading, up to the next heading of
+// that kind; below any without.
+std::vector<Row> table(const std::string& head, const std::string& heading = "") {
+    std::vector<Row> rows;
+    bool below = heading.empty();
+    bool inside = false;
+    for (const std::string& line : lines()) {
+        if (line.starts_with("#") && !heading.empty())
+            below = line.ends_with("# " + heading);
+        if (line.starts_with(head)) {
+            inside = below;
+        } else if (!line.starts_with("|")) {
+            inside = false;
+        } else if (inside && !line.starts_with("|---")) {
+            rows.push_back(cells_of(line));
+        }
+    }
+    return rows;
+}
+
+// What stands in backquotes in a cell.
+std::vector<std::string> quoted(const std::string& cell) {
+    std::vector<std::string> texts;
+    const std::regex code("`(.*?)`");
+    for (std::sregex_iterator at(cell.begin(), cell.end(), code), end; at != end; ++at)
+        texts.push_back((*at)[1]);
+    return texts;
+}
+
+std::vector<Row> subcommand_rows() {
+    return table("| Code | Name in the log");
+}
+
+std::string width_of(const Subcommand& subcommand) {
+    if (std::holds_alternative<Text>(subcommand.target))
+        return "text " + std::to_string(subcommand.width - 1);  // and its NUL
+    return std::to_string(subcommand.width) + (subcommand.width == 1 ? " byte" : " bytes");
+}
+
+TEST(ProtocolDocument, ListsTheSubcommandsByCodeNameAndWidth) {
+    const std::vector<Row> rows = subcommand_rows();
+    const std::span<const Subcommand> known = subcommands();
+    ASSERT_EQ(rows.size(), known.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const Subcommand& subcommand = known[i];
+        EXPECT_EQ(rows[i].at(0), std::to_string(subcommand.code));
+        EXPECT_EQ(rows[i].at(1),
+                  subcommand.name == nullptr ? "none" : "`" + std::string(subcommand.name) + "`");
+        // The others read their values themselves.
+        if (!std::holds_alternative<Handler>(subcommand.target)) {
+            EXPECT_EQ(rows[i].at(2), width_of(subcommand)) << rows[i][1];
+        }
+    }
+}
+
+// The board as it is delivered, without opening its databases anew.
+void restore_board() {
+    const std::pair<const std::string&, std::string> kFiles[] = {
+        {kConfDb, "/quelt/factory/config_local.sqlite"},
+        {kTempDb, "/tmp/temp_local.sqlite"},
+    };
+    for (const auto& [path, original] : kFiles) {
+        if (!std::filesystem::exists(original))
+            std::filesystem::copy(path, original);
+        const Database database(path);
+        database.run("ATTACH '" + original + "' AS original; BEGIN");
+        for (const Row& name : database.rows("SELECT name FROM original.sqlite_master WHERE "
+                                             "type = 'table' AND name NOT LIKE 'sqlite%'")) {
+            database.run("DELETE FROM main." + name[0] + "; INSERT INTO main." + name[0] +
+                         " SELECT * FROM original." + name[0]);
+        }
+        database.run("COMMIT");
+    }
+}
+
+// A column as the document names it, with its row, as contents() names the cell; a row alone gives
+// the beginning of the names of its cells.
+std::string cell_named(const std::string& name) {
+    std::vector<std::string> parts;
+    std::istringstream stream(name);
+    for (std::string part; std::getline(stream, part, '.');)
+        parts.push_back(part == "c" || part == "s" ? "1" : part);  // as in the examples
+    const std::string table = parts[0];
+    if (table == "PIDsSalida")
+        return table + " " + std::to_string(2 * std::stoi(parts[1]) + std::stoi(parts[2])) + " " +
+               parts.at(3);
+    if (table == "alarmasEstado")
+        return table + " " +
+               Database(kTempDb).value("SELECT rowid FROM alarmasEstado WHERE nombre = '" +
+                                       parts[1] + "'") +
+               " " + parts.at(2);
+    if (table == "EntradaAV" || table == "ServiciosSalida" || table == "EsclavosModulo")
+        return table + " " + parts.at(1) + " " + (parts.size() > 2 ? parts[2] : "");
+    return table + " 1 " + parts.at(1);
+}
+
+// Names of the cells that differ.
+std::vector<std::string> changed_cells(const Contents& before, const Contents& after) {
+    std::vector<std::string> names;
+    for (const std::string& change : changes(before, after))
+        names.push_back(change.substr(0, change.find(':')));
+    return names;
+}
+
+class DocumentedDaemon : public testing::Test {
+  private:
+    struct Board {
+        Board() { make_board(); }
+    } board_;
+    Daemon daemon_;
+};
+
+bool changes_just_its_columns(int code) {
+    return code < 80 && code != 71;
+}
+
+TEST_F(DocumentedDaemon, ChangesTheColumnsThatASubcommandsRowNames) {
+    for (const Row& row : subcommand_rows()) {
+        SCOPED_TRACE(row[0] + " " + row[1]);
+        const int code = std::stoi(row[0]);
+        restore_board();
+        const Contents before = contents();
+        exchange(hex(quoted(row[5]).at(0)));
+        const std::vector<std::string> changed = changed_cells(before, contents());
+        std::vector<std::string> named;
+        for (const std::string& name : quoted(row[3]))
+            named.push_back(cell_named(name));
+        if (changes_just_its_columns(code)) {
+            EXPECT_THAT(changed, UnorderedElementsAreArray(named));
+        } else if (code != 71) {  // whose columns have a section of their own
+            // Besides the row that the first slave makes.
+            for (const std::string& cell : changed) {
+                EXPECT_TRUE(cell.starts_with("EsclavosModulo 1 ") ||
+                            std::find(named.begin(), named.end(), cell) != named.end())
+                    << cell;
+            }
+        }
+    }
+}
+
+TEST_F(DocumentedDaemon, AnswersPlainSubcommandsWithoutInfo) {
+    for (const Row& row : subcommand_rows()) {
+        SCOPED_TRACE(row[0] + " " + row[1]);
+        const Bytes answer = exchange(hex(quoted(row[5]).at(0)));
+        const std::string code = row[0];
+        if (std::stoi(code) <= 80 || code == "107" || code == "108" || code == "112") {
+            EXPECT_EQ(to_hex(answer), "A5 03 00 00 00 00 FD");
+        } else {
+            EXPECT_GT(answer[5], 0);
+        }
+    }
+}
+
+// A frame that is sent, and what comes back: bytes, ?? for any byte, or "nothing".
+struct Exchange {
+    std::string request;
+    std::string answer;
+};
+
+std::vector<Exchange> exchanges() {
+    std::vector<Exchange> found;
+    std::string* last = nullptr;
+    for (const std::string& line : lines()) {
+        if (line.starts_with("    > ")) {
+            found.push_back({line.substr(6), ""});
+            last = &found.back().request;
+        } else if (line.starts_with("    < ")) {
+            last = &found.back().answer;
+            *last = line.substr(6);
+        } else if (line.starts_with("      ") && last != nullptr) {
+            *last += " " + line.substr(6);
+        } else {
+            last = nullptr;
+        }
+    }
+    for (Exchange& each : found) {
+        const std::string shortened = "(255 times 00)";
+        if (const std::size_t at = each.answer.find(shortened); at != std::string::npos)
+            each.answer.replace(at, shortened.size(), to_hex(Bytes(255)));
+    }
+    return found;
+}
+
+const Bytes kIdentify = hex("A5 04 00 00 00 00 FC");
+
+TEST_F(DocumentedDaemon, AnswersTheFramesAsShown) {
+    const Bytes identification = exchange(kIdentify);
+    const std::vector<Exchange> all = exchanges();
+    ASSERT_GT(all.size(), 15U);
+    for (const Exchange& each : all) {
+        SCOPED_TRACE(each.request);
+        restore_board();
+        if (each.answer == "nothing") {
+            send_request(hex(each.request));
+            EXPECT_EQ(to_hex(exchange(kIdentify)), to_hex(identification));
+            continue;
+        }
+        std::string answer = to_hex(exchange(hex(each.request)));
+        ASSERT_EQ(answer.size(), each.answer.size()) << answer;
+        for (std::size_t i = 0; i < answer.size(); ++i) {
+            if (each.answer[i] == '?')
+                answer[i] = '?';
+        }
+        EXPECT_EQ(answer, each.answer);
+    }
+}
+
+// A line of a layout, for one of its channels or services.
+struct Place {
+    std::size_t position;
+    std::size_t width;
+    std::string content;
+};
+
+// "2 + 10c" stands for positions 2 and 12, and its columns have the same letter for 0 and 1.
+std::vector<Place> layout(const std::string& heading, bool of_one_channel = false) {
+    std::vector<Place> places;
+    for (const Row& row : table("| Position | Width | Content |", heading)) {
+        const std::size_t plus = row[0].find(" + ");
+        const std::size_t first = std::stoul(row[0]);
+        const std::size_t width = std::stoul(row[1]);
+        if (plus == std::string::npos) {
+            places.push_back({first, width, row[2]});
+            continue;
+        }
+        const std::size_t step = std::stoul(row[0].substr(plus + 3));
+        const std::string letter = std::string(".") + row[0].back() + ".";
+        for (const std::size_t index : {0U, 1U}) {
+            std::string content = row[2];
+            const std::size_t at = content.find(letter);
+            if (at != std::string::npos)
+                content.replace(at + 1, 1, std::to_string(index));
+            places.push_back({first + step * index, width, content});
+        }
+    }
+    if (of_one_channel) {
+        for (Place& place : places) {
+            const std::size_t at = place.content.find(".c.");
+            if (at != std::string::npos)
+                place.content.replace(at + 1, 1, "1");
+        }
+    }
+    std::sort(places.begin(), places.end(),
+              [](const Place& a, const Place& b) { return a.position < b.position; });
+    return places;
+}
+
+std::vector<std::string> positions(const std::vector<Place>& places) {
+    std::vector<std::string> all;
+    for (const Place& place : places)
+        all.push_back(std::to_string(place.position) + ", " + std::to_string(place.width));
+    return all;
+}
+
+std::vector<std::string> positions(std::span<const Field> fields) {
+    std::vector<std::string> all;
+    for (const Field& field : fields)
+        all.push_back(std::to_string(field.position) + ", " + std::to_string(field.width));
+    return all;
+}
+
+TEST(ProtocolDocument, LaysOutTheBlocksAsTheDaemonDoes) {
+    EXPECT_THAT(positions(layout("Block 1")), ElementsAreArray(positions(configuration_block(1))));
+    EXPECT_THAT(positions(layout("Block 2")), ElementsAreArray(positions(configuration_block(2))));
+}
+
+TEST(ProtocolDocument, LeavesNoByteOfAnAnswerOut) {
+    const std::pair<const char*, std::size_t> kLengths[] = {
+        {"Identification", 48}, {"Status", 28},        {"Block 1", 114},
+        {"Block 2", 185},       {"Slave modules", 28},
+    };
+    for (const auto& length : kLengths) {
+        SCOPED_TRACE(length.first);
+        std::size_t end = 0;
+        for (const Place& place : layout(length.first)) {
+            EXPECT_EQ(place.position, end);
+            end += place.width;
+        }
+        EXPECT_EQ(end, length.second);
+    }
+}
+
+// Positions of the bytes that differ.
+std::set<std::size_t> different(const Bytes& one, const Bytes& other) {
+    std::set<std::size_t> all;
+    for (std::size_t i = 0; i < one.size(); ++i) {
+        if (one[i] != other.at(i))
+            all.insert(i);
+    }
+    return all;
+}
+
+// "EntradaAV 1 Brillo" to the statement that stores a value there which differs from the old one in
+// each byte that is sent.
+std::string change_of(const std::string& cell, bool text) {
+    std::istringstream words(cell);
+    std::string table;
+    std::string row;
+    std::string column;
+    words >> table >> row >> column;
+    const std::string value = text ? "'" + std::string(15, '~') + "'"
+                                   : "(" + column + " | 0x1010101) - (" + column + " & 0x1010101)";
+    return "UPDATE " + table + " SET " + column + " = " + value + " WHERE rowid = " + row;
+}
+
+struct Block {
+    const char* heading;
+    Bytes request;
+    std::uint8_t command;
+};
+
+TEST(ProtocolDocument, NamesTheColumnsThatTheBlocksShow) {
+    const Block kBlocks[] = {
+        {"Block 1", {1}, 1},
+        {"Block 2", {2}, 1},
+        {"Slave modules", hex("6A 30 61 31 62 32 63 33 64 34 65 35 66 00 01"), 3},
+    };
+    for (const Block& block : kBlocks) {
+        for (const Place& place : layout(block.heading, block.command == 3)) {
+            if (!place.content.starts_with('`') || place.content.starts_with("`PIDs"))
+                continue;
+            SCOPED_TRACE(place.content);
+            const OpenBoard board;
+            const Bytes before = answer_to(block.command, block.request);
+            Database(kConfDb).run(change_of(cell_named(quoted(place.content).at(0)),
+                                            place.content.ends_with("text")));
+            const std::set<std::size_t> changed =
+                different(before, answer_to(block.command, block.request));
+            EXPECT_THAT(changed, Not(IsEmpty()));
+            for (const std::size_t position : changed) {
+                EXPECT_GE(position, place.position);
+                EXPECT_LT(position, place.position + place.width);
+            }
+        }
+    }
+}
+
+TEST(ProtocolDocument, NamesTheStreamsThatBlock1Shows) {
+    std::vector<std::size_t> seen;
+    for (const Place& place : layout("Block 1")) {
+        if (!place.content.starts_with("`PIDs"))
+            continue;
+        SCOPED_TRACE(place.content);
+        const OpenBoard board;
+        EXPECT_EQ(answer_to(1, {1})[place.position], 1);
+        const std::string stream = cell_named(quoted(place.content).at(0) + ".Seleccionado");
+        std::istringstream words(stream);
+        std::string table;
+        std::string row;
+        words >> table >> row;
+        Database(kConfDb).run("UPDATE PIDsSalida SET Seleccionado = 2 WHERE rowid = " + row);
+        EXPECT_EQ(answer_to(1, {1})[place.position], 0);
+        seen.push_back(place.position);
+    }
+    EXPECT_THAT(seen, ElementsAre(33, 34, 54, 55));
+}
+
+TEST(ProtocolDocument, ListsTheCountriesAndTheirPlans) {
+    const std::vector<Row> countries = table("| Name | Language");
+    EXPECT_EQ(countries.size(), 6U);
+    const std::vector<Row> plans = table("| Plan | Step");
+    for (const Row& row : countries) {
+        SCOPED_TRACE(row[0]);
+        const Country& country = find_country(row[0]);
+        const int numbers[] = {
+            country.subtimezone, country.nid,          country.nit_patron,
+            country.lcn_mode,    country.modo_ofdm,    country.intervalo_guarda,
+            country.code_rate,   country.canal_salida, country.frecuencia,
+            country.ancho_banda,
+        };
+        Row known = {country.name, country.locale, country.three_letters, country.two_letters};
+        for (const int number : numbers)
+            known.push_back(std::to_string(number));
+        known.push_back(row.back());
+        EXPECT_THAT(row, ElementsAreArray(known));
+
+        std::vector<Row> bands;
+        for (const Band& band : country.plan) {
+            const int columns[] = {band.step,   band.first_channel, band.last_channel,
+                                   band.lowest, band.highest,       band.offset};
+            Row line = {row.back()};
+            for (const int number : columns)
+                line.push_back(std::to_string(number));
+            bands.push_back(line);
+        }
+        std::vector<Row> documented;
+        std::copy_if(plans.begin(), plans.end(), std::back_inserter(documented),
+                     [&row](const Row& plan) { return plan[0] == row.back(); });
+        EXPECT_THAT(documented, ElementsAreArray(bands));
+    }
+}
+
+}  // namespace
