@@ -126,7 +126,7 @@ constexpr bool widths_fit() {
             return row.width == 0;
         if (std::holds_alternative<Text>(row.target))
             return row.width > 0;
-        return row.width >= 1 && row.width <= 4;
+        return row.width >= 1 && row.width <= 3;
     });
 }
 static_assert(widths_fit());
