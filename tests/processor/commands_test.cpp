@@ -15,6 +15,7 @@
 #include "processor/conf_log.h"
 #include "processor/identification.h"
 #include "tests/processor/own_log.h"
+#include "tests/processor/requests.h"
 #include "tests/support/bytes.h"
 #include "tests/support/open_board.h"
 
@@ -33,30 +34,26 @@ const std::string kNotSupported = "<28>CMD: ERROR: comando no soportado\n";
 const std::string kBadLength = "<28>Comando con longitud no esperada.\n";
 const std::string kBadSubcommand = "<28>Comando - Subcomando no reconocido.\n";
 
-mensaje request_of(std::uint8_t command, const Bytes& info) {
-    mensaje request{};
-    request.comando = command;
-    request.longitud = static_cast<std::uint8_t>(info.size());
-    std::copy(info.begin(), info.end(), request.info);
-    return request;
-}
-
 struct Case {
     const char* name;
     std::uint8_t command;
     Bytes info;
     std::vector<std::string> log;
-    int length = -1;  // of the answer when its values do not depend on the databases
+    int length;  // of the answer
 };
 
 const std::vector<Case> kAnswered = {
-    {.name = "state", .command = 0, .info = {}, .log = {kState}},
-    {.name = "state, info is not looked at", .command = 0, .info = {1, 2, 3}, .log = {kState}},
-    {.name = "block 1", .command = 1, .info = {1}, .log = {kBlock1}},
-    {.name = "block 2", .command = 1, .info = {2}, .log = {kBlock2}},
-    {.name = "block 0 is block 1", .command = 1, .info = {0}, .log = {kBlock1}},
-    {.name = "block 3 is block 1", .command = 1, .info = {3}, .log = {kBlock1}},
-    {.name = "block 255 is block 1", .command = 1, .info = {255}, .log = {kBlock1}},
+    {.name = "state", .command = 0, .info = {}, .log = {kState}, .length = 28},
+    {.name = "state, info is not looked at",
+     .command = 0,
+     .info = {1, 2, 3},
+     .log = {kState},
+     .length = 28},
+    {.name = "block 1", .command = 1, .info = {1}, .log = {kBlock1}, .length = 114},
+    {.name = "block 2", .command = 1, .info = {2}, .log = {kBlock2}, .length = 185},
+    {.name = "block 0 is block 1", .command = 1, .info = {0}, .log = {kBlock1}, .length = 114},
+    {.name = "block 3 is block 1", .command = 1, .info = {3}, .log = {kBlock1}, .length = 114},
+    {.name = "block 255 is block 1", .command = 1, .info = {255}, .log = {kBlock1}, .length = 114},
     {.name = "no block", .command = 1, .info = {}, .log = {kBadBlock}, .length = 0},
     {.name = "block 1 and more", .command = 1, .info = {1, 1}, .log = {kBadBlock}, .length = 0},
     {.name = "block 2 and more",
@@ -64,8 +61,12 @@ const std::vector<Case> kAnswered = {
      .info = Bytes(255, 2),
      .log = {kBadBlock},
      .length = 0},
-    {.name = "alarms", .command = 2, .info = {}, .log = {kState}},
-    {.name = "alarms, info is not looked at", .command = 2, .info = {9}, .log = {kState}},
+    {.name = "alarms", .command = 2, .info = {}, .log = {kState}, .length = 28},
+    {.name = "alarms, info is not looked at",
+     .command = 2,
+     .info = {9},
+     .log = {kState},
+     .length = 28},
     {.name = "write of nothing",
      .command = 3,
      .info = {},
@@ -91,6 +92,31 @@ const std::vector<Case> kAnswered = {
      .info = Bytes(255, 200),
      .log = {kWrite, kBadSubcommand},
      .length = 255},
+    {.name = "write of a number",
+     .command = 3,
+     .info = {2, 77},
+     .log = {kWrite, "<31>Subcomando Brillo ch1.\n"},
+     .length = 0},
+    {.name = "write of a text and more",
+     .command = 3,
+     .info = {38, 'T', 'V', 0, 3, 4, 5},
+     .log = {kWrite, "<31>Subcomando SUBCOMMAND_PROVEEDOR\n"},
+     .length = 0},
+    {.name = "write of a text that fills the request",
+     .command = 3,
+     .info = Bytes(255, 38),
+     .log = {kWrite, "<31>Subcomando SUBCOMMAND_PROVEEDOR\n"},
+     .length = 0},
+    {.name = "write that asks for an encoder",
+     .command = 3,
+     .info = Bytes(15, 106),
+     .log = {kWrite, "<31>Subcomando SUBCOMMAND_GET_ENTRADAAV\n"},
+     .length = 28},
+    {.name = "write that has no name",
+     .command = 3,
+     .info = {111, 'M', 0},
+     .log = {kWrite},
+     .length = 15},
     {.name = "identification", .command = 4, .info = {}, .log = {kIdentify}, .length = 48},
     {.name = "identification, info is not looked at",
      .command = 4,
@@ -118,9 +144,7 @@ TEST_F(Commands, AreAnsweredUnderTheirOwnCodeInAZeroFilledRecord) {
         EXPECT_EQ(answer->inicio, 0);
         EXPECT_EQ(answer->control, 0);
         EXPECT_EQ(to_hex(answer->cabecera), "00 00 00");
-        if (c.length >= 0) {
-            EXPECT_EQ(answer->longitud, c.length);
-        }
+        EXPECT_EQ(answer->longitud, c.length);
         const auto* const end = std::end(answer->info);
         const auto* const tail = answer->info + answer->longitud;
         EXPECT_EQ(std::count(tail, end, 0), end - tail);
@@ -168,7 +192,9 @@ TEST_F(Commands, TakeNothingButTheInfoFromTheRequest) {
 
 TEST_F(Commands, AnswerEachRequestAlike) {
     for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(procesar_comando(request_of(1, {1}))->longitud, 114);
         EXPECT_EQ(procesar_comando(request_of(4, {}))->longitud, 48);
+        EXPECT_EQ(procesar_comando(request_of(3, {2, 77}))->longitud, 0);
         EXPECT_EQ(procesar_comando(request_of(3, {}))->longitud, 255);
         EXPECT_EQ(procesar_comando(request_of(9, {})), nullptr);
     }
@@ -184,8 +210,11 @@ TEST_F(Commands, StateAndAlarmsAreOneCommand) {
 TEST_F(Commands, AreLoggedUnderTheProtocolBitAlone) {
     std::vector<Case> cases = kAnswered;
     for (std::uint8_t code = 5; code <= 15; ++code)
-        cases.push_back(
-            {.name = "other code", .command = code, .info = {}, .log = {kNotSupported}});
+        cases.push_back({.name = "other code",
+                         .command = code,
+                         .info = {},
+                         .log = {kNotSupported},
+                         .length = 0});
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const mensaje request = request_of(c.command, c.info);
