@@ -8,6 +8,8 @@
 
 #include "tests/support/bytes.h"
 #include "tests/support/contents.h"
+#include "tests/support/database.h"
+#include "tests/support/files.h"
 
 struct Plain {
     std::uint8_t code;
@@ -138,6 +140,17 @@ inline Contents stored(const Plain& row, unsigned number) {
             break;
     }
     return cells;
+}
+
+// Fills the board so that no two cells hold the same. Services 0 and 1 have a video (1, 3) and an
+// audio stream (2, 4), as on the sample board.
+inline void number_cells() {
+    number_all_cells();
+    run_elsewhere(kConfDb,
+                  "UPDATE PIDsSalida SET idPID = 3 WHERE idPID = 7;"
+                  "UPDATE PIDsSalida SET idPID = 4 WHERE idPID = 2147483647;"
+                  "UPDATE PIDsSalida SET fk_idServicio = (idPID - 1) / 2, Tipo = 2 - idPID % 2 "
+                  "WHERE idPID BETWEEN 1 AND 4");
 }
 
 // Numbers on the wire, with bytes behind them that do not count.

@@ -67,22 +67,12 @@ class ParameterWrite : public testing::Test {
 };
 
 // On a board where no two cells hold the same, so that no write goes to the wrong one unseen.
-// Services 0 and 1 have a video (1, 3) and an audio stream (2, 4), as on the sample board.
 class EachParameterWrite : public ParameterWrite {
   protected:
     EachParameterWrite() {
         number_cells();
         for (const std::string& script : {kNetworkScript, kFactoryScript})
             write_script(script, "echo \"$0\" >> /tmp/runs");
-    }
-
-    static void number_cells() {
-        number_all_cells();
-        run_elsewhere(kConfDb,
-                      "UPDATE PIDsSalida SET idPID = 3 WHERE idPID = 7;"
-                      "UPDATE PIDsSalida SET idPID = 4 WHERE idPID = 2147483647;"
-                      "UPDATE PIDsSalida SET fk_idServicio = (idPID - 1) / 2, Tipo = 2 - idPID % 2 "
-                      "WHERE idPID BETWEEN 1 AND 4");
     }
 
     // Writes, and compares both databases with what they are to hold: as before, but for `cells`.
