@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <ostream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -935,84 +936,95 @@ TEST(ChannelPlans, HoldForEachCountryOfTheGoldenListing) {
 
 // The scripts
 
-class NetworkScript : public ParameterWrite, public testing::WithParamInterface<const char*> {
+struct Address {
+    std::uint8_t code;
+    const char* text;
+    const char* log;
+    const char* noted;  // by the script, once it is stored
+};
+
+void PrintTo(const Address& address, std::ostream* out) {
+    *out << address.text;
+}
+
+class NetworkScript : public ParameterWrite, public testing::WithParamInterface<Address> {
   protected:
-    // The script notes its arguments and the addresses that it finds.
-    static void write_noting_script(const std::string& end) {
+    // The script notes how many arguments it has and the addresses that it finds.
+    static void write_noting_script(const std::string& end = {}) {
         write_script(kNetworkScript,
                      "echo \"$# $(sqlite3 -readonly " + kConfDb +
                          " 'SELECT Ip_Address, Ip_Mask, Ip_Gateway FROM ConfiguracionGen')\" "
                          ">> /tmp/notes\n" +
                          end);
     }
-    // What the network's text is in the log and in the database.
-    void expect_logged(std::vector<std::string> further) {
-        const std::string name = std::string("<31>Subcomando SUBCOMMAND_") +
-                                 (GetParam()[0] == 'D'   ? "IP_ADDRESS"
-                                  : GetParam()[0] == 'E' ? "IP_MASK"
-                                                         : "IP_GATEWAY") +
-                                 "\n";
-        further.insert(further.begin(), {kWrite, name});
-        EXPECT_THAT(log_.take(), ElementsAreArray(further));
-    }
-    static Bytes request() { return joined({text_bytes(GetParam()), {0}}); }
-    static std::string notes() {
+    static std::string take_notes() {
         const std::string text = read_file("/tmp/notes");
-        std::ofstream("/tmp/notes").close();
+        write_file("/tmp/notes", "");
         return text;
     }
+    // What the request and its failures leave in the log.
+    void expect_logged(std::vector<std::string> further = {}) {
+        further.insert(further.begin(), {kWrite, GetParam().log});
+        EXPECT_THAT(log_.take(), ElementsAreArray(further));
+    }
+    static Bytes request() { return joined({{GetParam().code}, ended(GetParam().text)}); }
 };
 
-// The text's first character is the sub-command's code: D is 68, E is 69, F is 70.
 TEST_P(NetworkScript, RunsOnceTheAddressIsStored) {
-    write_noting_script("");
+    write_noting_script();
     EXPECT_THAT(write(request()), IsEmpty());
-    const std::string text = GetParam() + 1;
-    const std::string expected = GetParam()[0] == 'D' ? "0 " + text + "|255.255.255.0|192.168.1.1\n"
-                                 : GetParam()[0] == 'E'
-                                     ? "0 192.168.1.50|" + text + "|192.168.1.1\n"
-                                     : "0 192.168.1.50|255.255.255.0|" + text + "\n";
-    EXPECT_EQ(notes(), expected);
-    expect_logged({});
+    EXPECT_EQ(take_notes(), GetParam().noted);
+    expect_logged();
     // Nothing new to store.
     EXPECT_THAT(write(request()), IsEmpty());
-    EXPECT_EQ(notes(), expected);
-    expect_logged({});
+    EXPECT_EQ(take_notes(), GetParam().noted);
+    expect_logged();
 }
 
 TEST_P(NetworkScript, RunsAlsoWhenTheAddressCannotBeStored) {
-    write_noting_script("");
+    write_noting_script();
     run_elsewhere(kConfDb, "DELETE FROM ConfiguracionGen");
     EXPECT_THAT(write(request()), IsEmpty());
-    EXPECT_EQ(notes(), "0 \n");
+    EXPECT_EQ(take_notes(), "0 \n");
     expect_logged({kFailed});
 }
 
 TEST_P(NetworkScript, MayFailUnnoticed) {
     write_noting_script("exit 3");
     EXPECT_THAT(write(request()), IsEmpty());
-    EXPECT_THAT(notes(), HasSubstr(GetParam() + 1));
-    expect_logged({});
+    EXPECT_EQ(take_notes(), GetParam().noted);
+    expect_logged();
+    write_noting_script("kill -9 $$");
+    EXPECT_THAT(write(request()), IsEmpty());
+    EXPECT_EQ(take_notes(), GetParam().noted);
+    expect_logged();
     std::remove(kNetworkScript.c_str());
     EXPECT_THAT(write(request()), IsEmpty());
-    EXPECT_EQ(notes(), "");
-    expect_logged({});
-    write_script(kNetworkScript, "kill -9 $$");
-    EXPECT_THAT(write(request()), IsEmpty());
-    expect_logged({});
+    EXPECT_EQ(take_notes(), "");
+    expect_logged();
 }
 
 TEST_P(NetworkScript, DoesNotRunForARefusedRequest) {
-    write_noting_script("");
-    EXPECT_EQ(write({static_cast<std::uint8_t>(GetParam()[0])}).size(), 255U);
-    EXPECT_EQ(notes(), "");
+    write_noting_script();
+    EXPECT_EQ(write({GetParam().code}).size(), 255U);
+    EXPECT_EQ(take_notes(), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(, NetworkScript,
-                         testing::Values("D10.0.0.1", "E255.0.0.0", "F10.255.255.254"),
-                         [](const auto& test) {
-                             return "Of" + std::to_string(int{test.param[0]});
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    , NetworkScript,
+    testing::Values(Address{.code = 68,
+                            .text = "10.0.0.1",
+                            .log = "<31>Subcomando SUBCOMMAND_IP_ADDRESS\n",
+                            .noted = "0 10.0.0.1|255.255.255.0|192.168.1.1\n"},
+                    Address{.code = 69,
+                            .text = "255.0.0.0",
+                            .log = "<31>Subcomando SUBCOMMAND_IP_MASK\n",
+                            .noted = "0 192.168.1.50|255.0.0.0|192.168.1.1\n"},
+                    Address{.code = 70,
+                            .text = "10.255.255.254",
+                            .log = "<31>Subcomando SUBCOMMAND_IP_GATEWAY\n",
+                            .noted = "0 192.168.1.50|255.255.255.0|10.255.255.254\n"}),
+    [](const auto& test) { return "Of" + std::to_string(int{test.param.code}); });
 
 const std::vector<std::string> kReset = {kWrite, "<31>Subcomando SUBCOMMAND_RESET_FACTORY\n"};
 
