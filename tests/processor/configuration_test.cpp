@@ -1,0 +1,886 @@
+// The configuration answer, position by position, on real databases: which column each byte shows,
+// what of it, and what is shown when there is nothing to read.
+#include "processor/configuration.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <iterator>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "processor/board_clock.h"
+#include "processor/conf_log.h"
+#include "tests/params/trace.h"
+#include "tests/processor/own_log.h"
+#include "tests/processor/requests.h"
+#include "tests/support/board_clock.h"
+#include "tests/support/bytes.h"
+#include "tests/support/capture.h"
+#include "tests/support/contents.h"
+#include "tests/support/database.h"
+#include "tests/support/open_board.h"
+#include "tests/support/pauses.h"
+
+namespace {
+
+using testing::Each;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr std::uint8_t kCommand = 1;
+
+// TZ=UTC0 date -d '2024-02-03 09:05:00' +%s
+constexpr std::time_t kMorning = 1706951100;
+
+Bytes block(std::uint8_t number) {
+    return answer_to(kCommand, {number});
+}
+
+std::string at(std::size_t position) {
+    return "position " + std::to_string(position);
+}
+
+// "position 31: 00, not FF", so that a failure names the field.
+std::vector<std::string> differences(const Bytes& expected, const Bytes& answer) {
+    std::vector<std::string> lines;
+    if (expected.size() != answer.size())
+        lines.push_back("length " + std::to_string(answer.size()) + ", not " +
+                        std::to_string(expected.size()));
+    for (std::size_t i = 0; i < std::min(expected.size(), answer.size()); ++i) {
+        if (expected[i] != answer[i])
+            lines.push_back(at(i) + ": " + to_hex(Bytes{answer[i]}) + ", not " +
+                            to_hex(Bytes{expected[i]}));
+    }
+    return lines;
+}
+
+// Fixtures
+
+// In UTC, at 09:05 on 3 February 2024.
+class Configuration : public testing::Test {
+  protected:
+    Configuration() {
+        setenv("TZ", "UTC0", 1);
+        clock_shows(kMorning);
+    }
+
+  private:
+    OpenBoard board_;
+};
+
+// The sample board
+
+const Bytes kSampleBlock1 = hex(
+    // block, input mode
+    "01 00"
+    // brightness 51, contrast 52, saturation 50, sharpness, standard, aspect ratio, 8000, audio
+    // bitrate, latency
+    "33 34 32 03 01 01 1F40 03 00"
+    // brightness 61, contrast 62, saturation 60, sharpness, standard, aspect ratio, 6500, audio
+    // bitrate, latency
+    "3D 3E 3C 04 01 00 1964 04 01"
+    // RF on, channel 21, 474000 kHz, attenuation 10, mode, bandwidth, guard interval, constellation
+    // 3 less 1, code rate
+    "00 15 073B90 0A 01 00 00 02 04"
+    // video and audio on, LCN 1, SID 101, "Canal Uno"
+    "01 01 0001 0065 43616E616C20556E6F 000000000000"
+    // video and audio on, LCN 2, SID 102, "Canal Dos"
+    "01 01 0002 0066 43616E616C20446F73 000000000000"
+    // "Red Local", "Proveedor"
+    "526564204C6F63616C 000000000000"
+    "50726F766565646F72 000000000000"
+    // NID 1, no TSID, no ONID, NIT, LCN mode, TDT
+    "0001 0000 0000 00 01 01");
+
+const Bytes kSampleBlock2 = hex(
+    // block, IP on, protocol, QoS, TTL, VLAN mode, VLAN 100, TPID 33024
+    "02 00 01 04 10 00 0064 8100"
+    // "239.1.1.1", 5000, "SAP Uno"
+    "3233392E312E312E31 000000000000 1388 53415020556E6F 0000000000000000"
+    // "239.1.1.2", 5002, "SAP Dos"
+    "3233392E312E312E32 000000000000 138A 53415020446F73 0000000000000000"
+    // announced, "224.2.127.254", "cabecera", every 5 seconds
+    "01 3232342E322E3132372E323534 0000 6361626563657261 00000000000000 05"
+    // player mode, DHCP, "192.168.1.50", "255.255.255.0", "192.168.1.1"
+    "00 00 3139322E3136382E312E3530 000000 3235352E3235352E3235352E30 0000"
+    "3139322E3136382E312E31 00000000"
+    // "Spain"
+    "537061696E 00000000000000000000"
+    // "09.05", "03.02.2024"
+    "30392E3035 30332E30322E32303234"
+    // zone, multiplex mode
+    "00 00");
+
+TEST_F(Configuration, OfTheSampleBoardByteByByte) {
+    EXPECT_EQ(to_hex(block(1)), to_hex(kSampleBlock1));
+    EXPECT_EQ(to_hex(block(2)), to_hex(kSampleBlock2));
+}
+
+// Requests
+
+const std::string kBlock1 = "<31>CMD: Peticion de configuracion ID_PARAMETROS 1.\n";
+const std::string kBlock2 = "<31>CMD: Peticion de configuracion ID_PARAMETROS 2.\n";
+const std::string kBadLength = "<28>CMD: Peticion de configuracion de longitud incorrecta.\n";
+
+struct Asked {
+    const char* name;
+    Bytes info;
+    Bytes answer;
+    std::size_t selects;
+    std::string log;
+};
+
+const Asked kAsked[] = {
+    {.name = "1", .info = {1}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
+    {.name = "2", .info = {2}, .answer = kSampleBlock2, .selects = 25, .log = kBlock2},
+    {.name = "0", .info = {0}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
+    {.name = "3", .info = {3}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
+    {.name = "7", .info = {7}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
+    {.name = "255", .info = {255}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
+    {.name = "nothing", .info = {}, .answer = {}, .selects = 0, .log = kBadLength},
+    {.name = "1 and more", .info = {1, 0}, .answer = {}, .selects = 0, .log = kBadLength},
+    {.name = "2 and more", .info = {2, 2}, .answer = {}, .selects = 0, .log = kBadLength},
+    {.name = "all 2", .info = Bytes(255, 2), .answer = {}, .selects = 0, .log = kBadLength},
+};
+
+// One select for each value, and none of them writes.
+TEST_F(Configuration, IsReadAfreshValueByValueAndNothingElseIsDone) {
+    conf_log = 0x40;
+    OwnLog log;
+    Trace trace;
+    const Contents before = contents();
+    for (const Asked& asked : kAsked) {
+        SCOPED_TRACE(asked.name);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_THAT(differences(asked.answer, answer_to(kCommand, asked.info)), IsEmpty());
+            const std::vector<std::string> statements = trace.take();
+            EXPECT_EQ(statements.size(), asked.selects);
+            EXPECT_THAT(statements, Each(StartsWith("SELECT ")));
+            EXPECT_THAT(log.take(), ElementsAreArray({asked.log}));
+        }
+    }
+    EXPECT_THAT(changes(before, contents()), IsEmpty());
+    EXPECT_THAT(take_pauses(), IsEmpty());
+    EXPECT_THAT(take_clock_settings(), IsEmpty());
+}
+
+TEST_F(Configuration, IsBlock1ForAnyNumberBut2) {
+    for (int number = 0; number <= 255; ++number) {
+        SCOPED_TRACE(number);
+        const Bytes& expected = number == 2 ? kSampleBlock2 : kSampleBlock1;
+        EXPECT_THAT(differences(expected, block(static_cast<std::uint8_t>(number))), IsEmpty());
+    }
+}
+
+// Where each column stands
+
+enum class Shown : std::uint8_t {
+    number,      // its low bytes
+    one_below,   // those of the number less one
+    stream,      // 1 for a stored 1, else 0
+    terminated,  // a text in 15 bytes, the last of them always 0
+    filled,      // a text in up to 15 bytes
+};
+using enum Shown;
+
+struct Place {
+    std::uint8_t block;
+    std::size_t position;
+    std::size_t width;
+    Shown as;
+    std::string cell;
+};
+
+const Place kPlaces[] = {
+    {1, 1, 1, number, "ConfiguracionGen 1 Modo_Entrada"},
+    {1, 2, 1, number, "EntradaAV 0 Brillo"},
+    {1, 3, 1, number, "EntradaAV 0 Contraste"},
+    {1, 4, 1, number, "EntradaAV 0 Saturacion"},
+    {1, 5, 1, number, "EntradaAV 0 Sharpness"},
+    {1, 6, 1, number, "EntradaAV 0 Video_Enc_Standard"},
+    {1, 7, 1, number, "EntradaAV 0 Video_Aspect_Ratio"},
+    {1, 8, 2, number, "EntradaAV 0 Bitrate"},
+    {1, 10, 1, number, "EntradaAV 0 Audio_Bitrate"},
+    {1, 11, 1, number, "EntradaAV 0 Low_Latency"},
+    {1, 12, 1, number, "EntradaAV 1 Brillo"},
+    {1, 13, 1, number, "EntradaAV 1 Contraste"},
+    {1, 14, 1, number, "EntradaAV 1 Saturacion"},
+    {1, 15, 1, number, "EntradaAV 1 Sharpness"},
+    {1, 16, 1, number, "EntradaAV 1 Video_Enc_Standard"},
+    {1, 17, 1, number, "EntradaAV 1 Video_Aspect_Ratio"},
+    {1, 18, 2, number, "EntradaAV 1 Bitrate"},
+    {1, 20, 1, number, "EntradaAV 1 Audio_Bitrate"},
+    {1, 21, 1, number, "EntradaAV 1 Low_Latency"},
+    {1, 22, 1, number, "RFOut 1 Cofdm_Off"},
+    {1, 23, 1, number, "RFOut 1 Canal_Salida"},
+    {1, 24, 3, number, "RFOut 1 Frecuencia"},
+    {1, 27, 1, number, "ConfiguracionGen 1 Atenuacion"},
+    {1, 28, 1, number, "RFOut 1 Modo_OFDM"},
+    {1, 29, 1, number, "RFOut 1 Ancho_Banda"},
+    {1, 30, 1, number, "RFOut 1 Intervalo_Guarda"},
+    {1, 31, 1, one_below, "RFOut 1 Constelacion"},
+    {1, 32, 1, number, "RFOut 1 Code_Rate"},
+    {1, 33, 1, stream, "PIDsSalida 11 Seleccionado"},
+    {1, 34, 1, stream, "PIDsSalida 12 Seleccionado"},
+    {1, 35, 2, number, "ServiciosSalida 0 LCN"},
+    {1, 37, 2, number, "ServiciosSalida 0 SID"},
+    {1, 39, 15, terminated, "ServiciosSalida 0 Nombre"},
+    {1, 54, 1, stream, "PIDsSalida 13 Seleccionado"},
+    {1, 55, 1, stream, "PIDsSalida 14 Seleccionado"},
+    {1, 56, 2, number, "ServiciosSalida 1 LCN"},
+    {1, 58, 2, number, "ServiciosSalida 1 SID"},
+    {1, 60, 15, terminated, "ServiciosSalida 1 Nombre"},
+    {1, 75, 15, terminated, "Red 1 NetworkName"},
+    {1, 90, 15, terminated, "Red 1 Proveedor"},
+    {1, 105, 2, number, "Red 1 NID"},
+    // 107 to 110 are always 0, whatever TSID_Out and ONID_Out hold
+    {1, 111, 1, number, "Red 1 NIT_Patron"},
+    {1, 112, 1, number, "Red 1 LCN_Mode"},
+    {1, 113, 1, number, "Red 1 Insertar_TDT"},
+
+    {2, 1, 1, number, "IPOut 1 Ip_Off"},
+    {2, 2, 1, number, "IPOut 1 Protocolo"},
+    {2, 3, 1, number, "IPOut 1 Qos"},
+    {2, 4, 1, number, "IPOut 1 Ttl"},
+    {2, 5, 1, number, "IPOut 1 Vlan_Mode"},
+    {2, 6, 2, number, "IPOut 1 Vlan_Id"},
+    {2, 8, 2, number, "IPOut 1 Vlan_Tpid"},
+    {2, 10, 15, filled, "ServiciosSalida 0 IP_address_source"},
+    {2, 25, 2, number, "ServiciosSalida 0 IP_port_source"},
+    {2, 27, 15, terminated, "ServiciosSalida 0 Nombre_SAP"},
+    {2, 42, 15, filled, "ServiciosSalida 1 IP_address_source"},
+    {2, 57, 2, number, "ServiciosSalida 1 IP_port_source"},
+    {2, 59, 15, terminated, "ServiciosSalida 1 Nombre_SAP"},
+    {2, 74, 1, number, "IPOut 1 SAP_Mode"},
+    {2, 75, 15, filled, "IPOut 1 SAP_Ip"},
+    {2, 90, 15, terminated, "IPOut 1 SAP_User"},
+    {2, 105, 1, number, "IPOut 1 SAP_Time"},
+    {2, 106, 1, number, "ConfiguracionGen 1 Player_Mode"},
+    {2, 107, 1, number, "ConfiguracionGen 1 Ip_Dhcp"},
+    {2, 108, 15, filled, "ConfiguracionGen 1 Ip_Address"},
+    {2, 123, 15, filled, "ConfiguracionGen 1 Ip_Mask"},
+    {2, 138, 15, filled, "ConfiguracionGen 1 Ip_Gateway"},
+    {2, 153, 15, terminated, "ConfiguracionGen 1 Country"},
+    // 168 to 182 are the clock's
+    {2, 183, 1, number, "ConfiguracionGen 1 Subtimezone"},
+    {2, 184, 1, number, "IPOut 1 Mpts_Mode"},
+};
+
+// The columns by which a stream is found: it is off when it is not there.
+const Place kStreamKeys[] = {
+    {1, 33, 1, stream, "PIDsSalida 11 Tipo"}, {1, 33, 1, stream, "PIDsSalida 11 fk_idServicio"},
+    {1, 34, 1, stream, "PIDsSalida 12 Tipo"}, {1, 34, 1, stream, "PIDsSalida 12 fk_idServicio"},
+    {1, 54, 1, stream, "PIDsSalida 13 Tipo"}, {1, 54, 1, stream, "PIDsSalida 13 fk_idServicio"},
+    {1, 55, 1, stream, "PIDsSalida 14 Tipo"}, {1, 55, 1, stream, "PIDsSalida 14 fk_idServicio"},
+};
+
+bool is_text(Shown as) {
+    return as == terminated || as == filled;
+}
+
+std::string path_of(const std::string& table) {
+    return table == "alarmasEstado" || table == "Bitrate_Nulos" ? kTempDb : kConfDb;
+}
+
+// "EntradaAV 1 Brillo" in its parts.
+struct Cell {
+    explicit Cell(const std::string& name)
+        : table(name.substr(0, name.find(' '))),
+          row(name.substr(table.size() + 1, name.rfind(' ') - table.size() - 1)),
+          column(name.substr(name.rfind(' ') + 1)) {}
+    std::string table;
+    std::string row;
+    std::string column;
+};
+
+void set(const std::string& cell, const std::string& sql_value) {
+    const Cell c(cell);
+    const Database database(path_of(c.table));
+    database.run("UPDATE " + c.table + " SET " + c.column + " = " + sql_value +
+                 " WHERE rowid = " + c.row);
+    ASSERT_EQ(database.value("SELECT changes()"), "1") << cell;
+}
+
+Bytes low_bytes(long long value, std::size_t width) {
+    Bytes bytes;
+    for (std::size_t i = width; i-- > 0;)
+        bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    return bytes;
+}
+
+// What a place shows of a cell, given as an SQL literal.
+Bytes shown(const Place& place, const std::string& cell) {
+    if (is_text(place.as)) {
+        Bytes text = text_bytes(cell.substr(1, cell.size() - 2));
+        text.resize(std::min<std::size_t>(text.size(), place.as == filled ? 15 : 14));
+        text.resize(15);
+        return text;
+    }
+    const long long value = std::stoll(cell);
+    if (place.as == stream)
+        return {static_cast<std::uint8_t>(value == 1 ? 1 : 0)};
+    return low_bytes(place.as == one_below ? value - 1 : value, place.width);
+}
+
+void put(const Bytes& bytes, std::size_t position, Bytes& info) {
+    std::copy(bytes.begin(), bytes.end(), info.begin() + static_cast<std::ptrdiff_t>(position));
+}
+
+Bytes block_of(std::uint8_t number, const Contents& cells) {
+    Bytes info(number == 1 ? 114 : 185);
+    info[0] = number;
+    for (const Place& place : kPlaces) {
+        if (place.block == number)
+            put(shown(place, cells.at(place.cell)), place.position, info);
+    }
+    if (number == 2)
+        put(text_bytes("09.0503.02.2024"), 168, info);
+    return info;
+}
+
+// Every cell of both databases holds another value, every text is longer than its field. The
+// streams of both services are on.
+class EachColumn : public Configuration {
+  protected:
+    EachColumn() {
+        number_all_cells();
+        const Database conf(kConfDb);
+        conf.run(
+            "INSERT INTO PIDsSalida VALUES (11, 900001, 900002, 1, 0, 900003, 900004, 1, 900005),"
+            "(12, 900011, 900012, 2, 0, 900013, 900014, 1, 900015),"
+            "(13, 900021, 900022, 1, 1, 900023, 900024, 1, 900025),"
+            "(14, 900031, 900032, 2, 1, 900033, 900034, 1, 900035),"
+            // of another type, and of another service
+            "(15, 900041, 900042, 3, 0, 900043, 900044, 900045, 900046),"
+            "(16, 900051, 900052, 1, 2, 900053, 900054, 900055, 900056)");
+        for (const auto& [cell, value] : contents()) {
+            if (value.front() == '\'')
+                set(cell, value + "||'abcdefghijklmn'");
+        }
+        cells_ = contents();
+    }
+
+    Contents cells_;
+};
+
+TEST_F(EachColumn, IsShownAtItsPosition) {
+    EXPECT_EQ(block_of(1, cells_)[33], 1);
+    EXPECT_THAT(differences(block_of(1, cells_), block(1)), IsEmpty());
+    EXPECT_THAT(differences(block_of(2, cells_), block(2)), IsEmpty());
+}
+
+// The positions of a column that the answer has it at, as "block 2, position 31".
+std::vector<std::string> positions_of(const std::string& cell) {
+    std::vector<Place> places(std::begin(kPlaces), std::end(kPlaces));
+    places.insert(places.end(), std::begin(kStreamKeys), std::end(kStreamKeys));
+    std::vector<std::string> positions;
+    for (const Place& place : places) {
+        if (place.cell != cell)
+            continue;
+        // the last byte of a terminated text is 0 before and after
+        const std::size_t width = place.as == terminated ? 14 : place.width;
+        for (std::size_t i = 0; i < width; ++i)
+            positions.push_back("block " + std::to_string(place.block) + ", " +
+                                at(place.position + i));
+    }
+    return positions;
+}
+
+std::vector<std::string> changed_positions(const std::array<Bytes, 2>& before,
+                                           const std::array<Bytes, 2>& after) {
+    std::vector<std::string> positions;
+    for (std::size_t number = 1; number <= 2; ++number) {
+        const Bytes& was = before.at(number - 1);
+        const Bytes& is = after.at(number - 1);
+        EXPECT_EQ(was.size(), is.size());
+        for (std::size_t i = 0; i < std::min(was.size(), is.size()); ++i) {
+            if (was[i] != is[i])
+                positions.push_back("block " + std::to_string(number) + ", " + at(i));
+        }
+    }
+    return positions;
+}
+
+// Another value that differs from it in every byte.
+std::string opposite(const std::string& cell) {
+    if (cell.front() == '\'')
+        return "'zyxwvutsrqponmlkjihg'";
+    return std::to_string(0x7FFFFFFFLL - std::stoll(cell));
+}
+
+// Those of all tables, also the ones and the rows that no position shows.
+TEST_F(EachColumn, ChangesItsPositionsAndNoOther) {
+    const std::array<Bytes, 2> before = {block(1), block(2)};
+    int shown = 0;
+    for (const auto& cell : cells_) {
+        SCOPED_TRACE(cell.first);
+        // the keys of the rows are changed further down
+        if (cell.second == Cell(cell.first).row)
+            continue;
+        set(cell.first, opposite(cell.second));
+        const std::array<Bytes, 2> after = {block(1), block(2)};
+        const std::vector<std::string> expected = positions_of(cell.first);
+        EXPECT_EQ(changed_positions(before, after), expected);
+        shown += expected.empty() ? 0 : 1;
+        set(cell.first, cell.second);
+    }
+    EXPECT_EQ(shown, std::ssize(kPlaces) + std::ssize(kStreamKeys));
+    EXPECT_THAT(changes(cells_, contents()), IsEmpty());
+}
+
+// What is shown of a number
+
+struct Stored {
+    const char* value;      // as an SQL literal
+    const char* bytes;      // the number's own four
+    const char* one_below;  // the byte of the constellation
+};
+
+const Stored kStored[] = {
+    {"0", "00 00 00 00", "FF"},           {"1", "00 00 00 01", "00"},
+    {"2", "00 00 00 02", "01"},           {"127", "00 00 00 7F", "7E"},
+    {"128", "00 00 00 80", "7F"},         {"255", "00 00 00 FF", "FE"},
+    {"256", "00 00 01 00", "FF"},         {"257", "00 00 01 01", "00"},
+    {"65535", "00 00 FF FF", "FE"},       {"65536", "00 01 00 00", "FF"},
+    {"16777215", "00 FF FF FF", "FE"},    {"16777216", "01 00 00 00", "FF"},
+    {"305419896", "12 34 56 78", "77"},   {"2147483647", "7F FF FF FF", "FE"},
+    {"-1", "FF FF FF FF", "FE"},          {"-2", "FF FF FF FE", "FD"},
+    {"-128", "FF FF FF 80", "7F"},        {"-256", "FF FF FF 00", "FF"},
+    {"-2147483648", "80 00 00 00", "FF"}, {"NULL", "00 00 00 00", "FF"},
+    {"''", "00 00 00 00", "FF"},          {"'abc'", "00 00 00 00", "FF"},
+    {"'300abc'", "00 00 01 2C", "2B"},    {"' 7'", "00 00 00 07", "06"},
+    {"7.9", "00 00 00 07", "06"},
+};
+
+TEST_F(EachColumn, IsShownByTheLowBytesOfItsNumber) {
+    for (const Place& place : kPlaces) {
+        if (place.as != number && place.as != one_below)
+            continue;
+        Bytes expected = block_of(place.block, cells_);
+        for (const Stored& stored : kStored) {
+            SCOPED_TRACE(place.cell + " = " + stored.value);
+            set(place.cell, stored.value);
+            const Bytes whole = hex(stored.bytes);
+            const Bytes bytes =
+                place.as == one_below
+                    ? hex(stored.one_below)
+                    : Bytes(whole.end() - static_cast<long>(place.width), whole.end());
+            put(bytes, place.position, expected);
+            EXPECT_THAT(differences(expected, block(place.block)), IsEmpty());
+        }
+        set(place.cell, cells_.at(place.cell));
+    }
+}
+
+// Only a stored 1 is a stream that is on.
+TEST_F(EachColumn, IsShownAsAnInvertedStateOfItsStream) {
+    const std::vector<std::pair<const char*, std::uint8_t>> states = {
+        {"1", 1},    {"2", 0},   {"0", 0},      {"3", 0},
+        {"-1", 0},   {"257", 0},  // its low byte is 1
+        {"NULL", 0}, {"''", 0},  {"'1 on'", 1}, {"'on'", 0},
+    };
+    for (const Place& place : kPlaces) {
+        if (place.as != stream)
+            continue;
+        Bytes expected = block_of(place.block, cells_);
+        for (const auto& [value, byte] : states) {
+            SCOPED_TRACE(place.cell + " = " + value);
+            set(place.cell, value);
+            expected[place.position] = byte;
+            EXPECT_THAT(differences(expected, block(place.block)), IsEmpty());
+        }
+        set(place.cell, cells_.at(place.cell));
+    }
+}
+
+// What is shown of a text
+
+struct StoredText {
+    const char* value;  // as an SQL literal
+    const char* terminated;
+    const char* filled;
+};
+
+const StoredText kTexts[] = {
+    {"NULL", "", ""},
+    {"''", "", ""},
+    {"'a'", "a", "a"},
+    {"'abcdefghijklm'", "abcdefghijklm", "abcdefghijklm"},
+    {"'abcdefghijklmn'", "abcdefghijklmn", "abcdefghijklmn"},
+    {"'abcdefghijklmno'", "abcdefghijklmn", "abcdefghijklmno"},
+    {"'abcdefghijklmnop'", "abcdefghijklmn", "abcdefghijklmno"},
+    {"'abcdefghijklmnopqrst'", "abcdefghijklmn", "abcdefghijklmno"},
+    {"' b  c '", " b  c ", " b  c "},
+    {"1234", "1234", "1234"},
+    // characters of two bytes are cut in the middle
+    {"'Espa\xC3\xB1"
+     "a'",
+     "Espa\xC3\xB1"
+     "a",
+     "Espa\xC3\xB1"
+     "a"},
+    {"'abcdefghijklm\xC3\xB1'", "abcdefghijklm\xC3", "abcdefghijklm\xC3\xB1"},
+    // what stands behind a NUL is no part of the text
+    {"CAST(x'616200636465' AS TEXT)", "ab", "ab"},
+};
+
+TEST_F(EachColumn, IsShownByAsMuchOfItsTextAsThereIsRoomFor) {
+    for (const Place& place : kPlaces) {
+        if (!is_text(place.as))
+            continue;
+        Bytes expected = block_of(place.block, cells_);
+        for (const StoredText& stored : kTexts) {
+            SCOPED_TRACE(place.cell + " = " + stored.value);
+            set(place.cell, stored.value);
+            Bytes text = text_bytes(place.as == filled ? stored.filled : stored.terminated);
+            text.resize(15);
+            put(text, place.position, expected);
+            EXPECT_THAT(differences(expected, block(place.block)), IsEmpty());
+        }
+        set(place.cell, cells_.at(place.cell));
+    }
+}
+
+// Values that cannot be read
+
+struct Row {
+    std::string table;
+    long long key;
+    const char* key_column;
+    bool sought_by_key;
+};
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.table << " " << row.key;
+}
+
+const Row kRows[] = {
+    {"ConfiguracionGen", 1, "IdConfiguracion", false},
+    {"EntradaAV", 0, "IdEntradaAV", true},
+    {"EntradaAV", 1, "IdEntradaAV", true},
+    {"RFOut", 1, "idRFOut", true},
+    {"ServiciosSalida", 0, "IdServicio", true},
+    {"ServiciosSalida", 1, "IdServicio", true},
+    {"PIDsSalida", 11, "idPID", false},
+    {"PIDsSalida", 12, "idPID", false},
+    {"PIDsSalida", 13, "idPID", false},
+    {"PIDsSalida", 14, "idPID", false},
+    {"Red", 1, "idRed", false},
+    {"IPOut", 1, "IdConfiguracionIPout", false},
+};
+
+// Zeros where the answer has values of the table, or of one of its rows only. Of the constellation
+// that is one below 0.
+Bytes without(const std::string& row_or_table, Bytes info, std::uint8_t number) {
+    for (const Place& place : kPlaces) {
+        if (place.block != number || !place.cell.starts_with(row_or_table + " "))
+            continue;
+        put(Bytes(place.width), place.position, info);
+        if (place.as == one_below)
+            info[place.position] = 0xFF;
+    }
+    return info;
+}
+
+class Unreadable : public EachColumn {
+  protected:
+    void expect_without(const std::string& row_or_table) const {
+        for (const std::uint8_t number : {std::uint8_t{1}, std::uint8_t{2}}) {
+            SCOPED_TRACE("block " + std::to_string(number));
+            EXPECT_THAT(
+                differences(without(row_or_table, block_of(number, cells_), number), block(number)),
+                IsEmpty());
+        }
+    }
+};
+
+class UnreadableRow : public Unreadable, public testing::WithParamInterface<Row> {
+  protected:
+    UnreadableRow() {
+        const Row& row = GetParam();
+        const std::string that_row =
+            row.table + " WHERE " + row.key_column + " = " + std::to_string(row.key);
+        conf_.run("CREATE TABLE kept AS SELECT * FROM " + that_row + "; DELETE FROM " + that_row);
+    }
+
+    void insert_with_key(long long key) const {
+        conf_.run(std::string("UPDATE kept SET ") + GetParam().key_column + " = " +
+                  std::to_string(key) + "; INSERT INTO " + GetParam().table +
+                  " SELECT * FROM kept");
+    }
+
+    const std::string name_ = GetParam().table + " " + std::to_string(GetParam().key);
+
+  private:
+    const Database conf_{kConfDb};
+};
+
+TEST_P(UnreadableRow, IsZerosWhenThereIsNone) {
+    expect_without(name_);
+    insert_with_key(GetParam().key);
+    expect_without("nothing");
+}
+
+TEST_P(UnreadableRow, IsZerosUnderAnotherKeyWhereTheKeyCounts) {
+    insert_with_key(777);
+    expect_without(GetParam().sought_by_key ? name_ : "nothing");
+}
+
+TEST_P(UnreadableRow, IsZerosWhenThereAreTwo) {
+    insert_with_key(GetParam().key);
+    expect_without("nothing");
+    if (GetParam().sought_by_key)
+        double_row(GetParam().table, GetParam().key);
+    else
+        insert_with_key(777);
+    expect_without(name_);
+}
+
+INSTANTIATE_TEST_SUITE_P(, UnreadableRow, testing::ValuesIn(kRows), [](const auto& test) {
+    return test.param.table + std::to_string(test.param.key);
+});
+
+const char* const kTables[] = {"ConfiguracionGen", "EntradaAV", "RFOut", "ServiciosSalida",
+                               "PIDsSalida",       "Red",       "IPOut"};
+
+TEST_F(Unreadable, EmptyTablesAreZeros) {
+    for (const std::string table : kTables) {
+        SCOPED_TRACE(table);
+        const Database conf(kConfDb);
+        conf.run("CREATE TABLE kept AS SELECT * FROM " + table + "; DELETE FROM " + table);
+        expect_without(table);
+        conf.run("INSERT INTO " + table + " SELECT * FROM kept; DROP TABLE kept");
+    }
+    EXPECT_THAT(take_pauses(), IsEmpty());
+}
+
+// Each statement is tried three times.
+TEST_F(Unreadable, MissingTablesAreZeros) {
+    for (const std::string table : kTables) {
+        SCOPED_TRACE(table);
+        run_elsewhere(kConfDb, "ALTER TABLE " + table + " RENAME TO hidden");
+        printed_by([&] { expect_without(table); });
+        EXPECT_THAT(take_pauses(), Not(IsEmpty()));
+        run_elsewhere(kConfDb, "ALTER TABLE hidden RENAME TO " + table);
+        expect_without("nothing");
+        EXPECT_THAT(take_pauses(), IsEmpty());
+    }
+}
+
+const Bytes kNothing1 = [] {
+    Bytes info(114);
+    info[0] = 1;
+    info[31] = 0xFF;
+    return info;
+}();
+
+// The clock needs no database.
+const Bytes kNothing2 = [] {
+    Bytes info(185);
+    info[0] = 2;
+    put(text_bytes("09.0503.02.2024"), 168, info);
+    return info;
+}();
+
+// Three attempts for each value, with pauses of 1, 2 and 3 seconds.
+TEST_F(Configuration, OfALockedDatabaseIsZeros) {
+    struct Case {
+        std::uint8_t number;
+        const Bytes& answer;
+        std::size_t pauses;
+    };
+    for (const Case& c : {Case{1, kNothing1, 46 * 3}, Case{2, kNothing2, 25 * 3}}) {
+        SCOPED_TRACE(static_cast<int>(c.number));
+        const ForeignLock lock(kConfDb);
+        printed_by([&] { EXPECT_THAT(differences(c.answer, block(c.number)), IsEmpty()); });
+        EXPECT_EQ(take_pauses().size(), c.pauses);
+    }
+    EXPECT_THAT(differences(kSampleBlock1, block(1)), IsEmpty());
+    EXPECT_THAT(differences(kSampleBlock2, block(2)), IsEmpty());
+}
+
+// Nothing of it is read from the state database.
+TEST_F(Configuration, DoesNotNeedTheStateDatabase) {
+    const ForeignLock lock(kTempDb);
+    EXPECT_THAT(differences(kSampleBlock1, block(1)), IsEmpty());
+    EXPECT_THAT(differences(kSampleBlock2, block(2)), IsEmpty());
+    EXPECT_THAT(take_pauses(), IsEmpty());
+}
+
+TEST_F(Configuration, HoldsTheValuesThatCanBeReadAtASecondAttempt) {
+    ForeignLock lock(kConfDb);
+    during_pauses([&] { lock.release(); });
+    printed_by([] { EXPECT_THAT(differences(kSampleBlock1, block(1)), IsEmpty()); });
+    during_pauses(nullptr);
+    EXPECT_EQ(take_pauses(), std::vector<unsigned>{1});
+}
+
+// The tables as a listing
+
+struct Selected {
+    int selector;
+    const char* column;
+};
+
+struct Family {
+    const char* table;
+    std::vector<Selected> selected;
+};
+
+const char* column_of(const Family& family, int selector) {
+    for (const Selected& selected : family.selected) {
+        if (selected.selector == selector)
+            return selected.column;
+    }
+    return "no column";
+}
+
+const Family& family_of(Number::Of of) {
+    static const Family kGeneral = {"ConfiguracionGen",
+                                    {{0, "Modo_Entrada"},
+                                     {1, "Modo_Salida"},
+                                     {2, "Atenuacion"},
+                                     {3, "Player_Mode"},
+                                     {4, "Ip_Dhcp"},
+                                     {5, "Lcd_Bloqueo"},
+                                     {6, "Subtimezone"}}};
+    static const Family kInput = {"EntradaAV",
+                                  {{0, "Brillo"},
+                                   {1, "Contraste"},
+                                   {2, "Saturacion"},
+                                   {3, "Sharpness"},
+                                   {4, "Video_Enc_Standard"},
+                                   {5, "Video_Aspect_Ratio"},
+                                   {6, "Bitrate"},
+                                   {12, "Audio_Bitrate"},
+                                   {14, "Low_Latency"}}};
+    static const Family kRfOutput = {"RFOut",
+                                     {{0, "Cofdm_Off"},
+                                      {1, "Canal_Salida"},
+                                      {2, "Frecuencia"},
+                                      {3, "Modo_OFDM"},
+                                      {4, "Ancho_Banda"},
+                                      {5, "Intervalo_Guarda"},
+                                      {6, "Constelacion"},
+                                      {7, "Code_Rate"}}};
+    static const Family kService = {"ServiciosSalida",
+                                    {{0, "LCN"}, {1, "SID"}, {2, "IP_port_source"}}};
+    static const Family kStream = {"PIDsSalida",
+                                   {{1, "Seleccionado, Tipo 1"}, {2, "Seleccionado, Tipo 2"}}};
+    static const Family kNetwork = {
+        "Red", {{0, "NID"}, {3, "NIT_Patron"}, {4, "LCN_Mode"}, {5, "Insertar_TDT"}}};
+    static const Family kIpOutput = {"IPOut",
+                                     {{0, "Ip_Off"},
+                                      {1, "Protocolo"},
+                                      {2, "Qos"},
+                                      {3, "Ttl"},
+                                      {4, "SAP_Mode"},
+                                      {5, "SAP_Time"},
+                                      {6, "Vlan_Mode"},
+                                      {7, "Vlan_Id"},
+                                      {8, "Vlan_Tpid"},
+                                      {9, "Mpts_Mode"}}};
+    switch (of) {
+        case Number::Of::general:
+            return kGeneral;
+        case Number::Of::input:
+            return kInput;
+        case Number::Of::rf_output:
+            return kRfOutput;
+        case Number::Of::service:
+            return kService;
+        case Number::Of::stream:
+            return kStream;
+        case Number::Of::network:
+            return kNetwork;
+        case Number::Of::ip_output:
+            break;
+    }
+    return kIpOutput;
+}
+
+const Family& family_of(Text::Of of) {
+    static const Family kGeneral = {
+        "ConfiguracionGen", {{0, "Ip_Address"}, {1, "Ip_Mask"}, {2, "Ip_Gateway"}, {3, "Country"}}};
+    static const Family kService = {"ServiciosSalida",
+                                    {{0, "Nombre"}, {1, "Nombre_SAP"}, {2, "IP_address_source"}}};
+    static const Family kNetwork = {"Red", {{0, "NetworkName"}, {1, "Proveedor"}}};
+    static const Family kIpOutput = {"IPOut", {{0, "SAP_Ip"}, {1, "SAP_User"}}};
+    switch (of) {
+        case Text::Of::general:
+            return kGeneral;
+        case Text::Of::service:
+            return kService;
+        case Text::Of::network:
+            return kNetwork;
+        case Text::Of::ip_output:
+            break;
+    }
+    return kIpOutput;
+}
+
+template <typename Parameter>
+std::string told(const char* kind, const Parameter& parameter) {
+    const Family& family = family_of(parameter.of);
+    std::array<char, 120> line{};
+    std::snprintf(line.data(), line.size(), "%-8s %-16s %2d %-20s index %d", kind, family.table,
+                  parameter.selector, column_of(family, parameter.selector), parameter.index);
+    return line.data();
+}
+
+std::string told(const Field& field) {
+    if (const auto* const computed = std::get_if<Computed>(&field.source))
+        return "computed " + std::to_string((*computed)());
+    if (const auto* const filled_by = std::get_if<Filled>(&field.source)) {
+        if (*filled_by == get_clock_time)
+            return "filled   get_clock_time";
+        return *filled_by == get_clock_date ? "filled   get_clock_date" : "filled   otherwise";
+    }
+    if (const auto* const value = std::get_if<Number>(&field.source)) {
+        const std::string first = value->first == 0 ? "" : " first " + std::to_string(value->first);
+        return told("number", *value) + first;
+    }
+    if (const auto* const value = std::get_if<Text>(&field.source))
+        return told("text", *value);
+    return "zeros";
+}
+
+std::string listing(std::uint8_t number) {
+    std::string text = "block " + std::to_string(number) + ", " +
+                       std::to_string(block(number).size()) + " bytes\n" +
+                       "position, width, kind, table, selector, column, row\n";
+    for (const Field& field : configuration_block(number)) {
+        std::array<char, 16> line{};
+        std::snprintf(line.data(), line.size(), "%3d %2d ", field.position, field.width);
+        text += line.data() + told(field) + "\n";
+    }
+    return text;
+}
+
+// On an intended change, take over what the failure shows.
+TEST_F(Configuration, BlocksAreThoseOfTheGoldenListing) {
+    EXPECT_EQ(listing(1) + "\n" + listing(2),
+              read_file(ZONDAR_SOURCE_DIR "/tests/processor/blocks.golden"));
+}
+
+TEST_F(Configuration, BlocksAreTwo) {
+    for (int number = 0; number <= 255; ++number) {
+        const auto fields = configuration_block(static_cast<std::uint8_t>(number));
+        EXPECT_EQ(fields.data(), configuration_block(number == 2 ? 2 : 1).data()) << number;
+    }
+}
+
+}  // namespace
