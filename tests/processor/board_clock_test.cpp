@@ -37,6 +37,7 @@ using namespace std::string_literals;
 
 constexpr std::time_t kMinute = 60;
 constexpr std::time_t kHour = 60 * kMinute;
+constexpr std::time_t kDay = 24 * kHour;
 
 // The seconds since the epoch of a moment in UTC.
 constexpr std::time_t utc(int year, unsigned month, unsigned day, int hour = 0, int minute = 0,
@@ -44,7 +45,7 @@ constexpr std::time_t utc(int year, unsigned month, unsigned day, int hour = 0, 
     const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
                                            std::chrono::day(day)};
     const std::time_t days = std::chrono::sys_days(date).time_since_epoch().count();
-    return days * 24 * kHour + hour * kHour + minute * kMinute + second;
+    return days * kDay + hour * kHour + minute * kMinute + second;
 }
 // date -u -d '2024-02-03 09:05:07' +%s, and of '1969-12-31 23:59:59'
 static_assert(utc(2024, 2, 3, 9, 5, 7) == 1706951107);
@@ -171,7 +172,8 @@ class BoardClockSet : public BoardClock {
   protected:
     static void expect_settings(std::uint8_t subcommand, std::span<const Setting> settings) {
         for (const Setting& s : settings) {
-            SCOPED_TRACE("'" + s.text + "', " + s.zone + ", " + std::to_string(s.now));
+            SCOPED_TRACE(testing::PrintToString(s.text) + ", " + s.zone + ", " +
+                         std::to_string(s.now));
             show(s.zone, s.now);
             EXPECT_THAT(answer_to(kWrite, setting(subcommand, s.text)), IsEmpty());
             EXPECT_THAT(take_clock_settings(), ElementsAre(s.moment));
@@ -339,7 +341,7 @@ const Setting kDaysBeyond[] = {
     {"366.1.2024", utc(2024, 12, 31, 9, 5, 37)},
     {"1.121.2024", utc(2034, 1, 1, 9, 5, 37)},
     {"1.1.032767", utc(32767, 1, 1, 9, 5, 37)},
-    {"999999.1.1", utc(1, 1, 1, 9, 5, 37) + 999998 * 24 * kHour},
+    {"999999.1.1", utc(1, 1, 1, 9, 5, 37) + 999998 * kDay},
 };
 
 TEST_F(BoardClockSet, ToADayCountsOnIntoOtherMonthsAndYears) {
@@ -364,7 +366,7 @@ const Setting kDaysUnread[] = {
     {"04/05/2025", utc(2024, 2, 4, 9, 5, 37)},
     {"04.xx.2025", utc(2024, 2, 4, 9, 5, 37)},
     {"04\0.05.202"s, utc(2024, 2, 4, 9, 5, 37)},
-    {"2025-05-04", utc(2024, 2, 1, 9, 5, 37) + 2024 * 24 * kHour},
+    {"2025-05-04", utc(2024, 2, 1, 9, 5, 37) + 2024 * kDay},
     {".05.2025", kNow},
     {"xx.05.2025", kNow},
     {"tomorrow", kNow},

@@ -15,7 +15,6 @@
 #include <iterator>
 #include <ostream>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -485,21 +484,34 @@ TEST_F(EachColumn, IsShownByTheLowBytesOfItsNumber) {
     }
 }
 
+struct StoredState {
+    const char* value;  // as an SQL literal
+    std::uint8_t byte;
+};
+
+const StoredState kStates[] = {
+    {"1", 1},       //
+    {"2", 0},       //
+    {"0", 0},       //
+    {"3", 0},       //
+    {"-1", 0},      //
+    {"257", 0},     // its low byte is 1
+    {"NULL", 0},    //
+    {"''", 0},      //
+    {"'1 on'", 1},  //
+    {"'on'", 0},    //
+};
+
 // Only a stored 1 is a stream that is on.
 TEST_F(EachColumn, IsShownAsAnInvertedStateOfItsStream) {
-    const std::vector<std::pair<const char*, std::uint8_t>> states = {
-        {"1", 1},    {"2", 0},   {"0", 0},      {"3", 0},
-        {"-1", 0},   {"257", 0},  // its low byte is 1
-        {"NULL", 0}, {"''", 0},  {"'1 on'", 1}, {"'on'", 0},
-    };
     for (const Place& place : kPlaces) {
         if (place.as != stream)
             continue;
         Bytes expected = block_of(place.block, cells_);
-        for (const auto& [value, byte] : states) {
-            SCOPED_TRACE(place.cell + " = " + value);
-            set(place.cell, value);
-            expected[place.position] = byte;
+        for (const StoredState& state : kStates) {
+            SCOPED_TRACE(place.cell + " = " + state.value);
+            set(place.cell, state.value);
+            expected[place.position] = state.byte;
             EXPECT_THAT(differences(expected, block(place.block)), IsEmpty());
         }
         set(place.cell, cells_.at(place.cell));
@@ -525,13 +537,8 @@ const StoredText kTexts[] = {
     {"'abcdefghijklmnopqrst'", "abcdefghijklmn", "abcdefghijklmno"},
     {"' b  c '", " b  c ", " b  c "},
     {"1234", "1234", "1234"},
-    // characters of two bytes are cut in the middle
-    {"'Espa\xC3\xB1"
-     "a'",
-     "Espa\xC3\xB1"
-     "a",
-     "Espa\xC3\xB1"
-     "a"},
+    {"'A\xC3\xB1o'", "A\xC3\xB1o", "A\xC3\xB1o"},
+    // a character of two bytes may be cut in the middle
     {"'abcdefghijklm\xC3\xB1'", "abcdefghijklm\xC3", "abcdefghijklm\xC3\xB1"},
     // what stands behind a NUL is no part of the text
     {"CAST(x'616200636465' AS TEXT)", "ab", "ab"},
@@ -700,13 +707,16 @@ TEST_F(Configuration, OfALockedDatabaseIsZeros) {
     struct Case {
         std::uint8_t number;
         const Bytes& answer;
-        std::size_t pauses;
+        std::size_t values;
     };
-    for (const Case& c : {Case{1, kNothing1, 46 * 3}, Case{2, kNothing2, 25 * 3}}) {
+    for (const Case& c : {Case{1, kNothing1, 46}, Case{2, kNothing2, 25}}) {
         SCOPED_TRACE(static_cast<int>(c.number));
         const ForeignLock lock(kConfDb);
         printed_by([&] { EXPECT_THAT(differences(c.answer, block(c.number)), IsEmpty()); });
-        EXPECT_EQ(take_pauses().size(), c.pauses);
+        std::vector<unsigned> pauses;
+        for (std::size_t i = 0; i < c.values; ++i)
+            pauses.insert(pauses.end(), {1, 2, 3});
+        EXPECT_EQ(take_pauses(), pauses);
     }
     EXPECT_THAT(differences(kSampleBlock1, block(1)), IsEmpty());
     EXPECT_THAT(differences(kSampleBlock2, block(2)), IsEmpty());
