@@ -167,6 +167,12 @@ TEST_F(BoardConfiguration, OfTheSampleBoardByteByByte) {
     EXPECT_EQ(daemon.err(), "");
 }
 
+// Not that of whoever started it.
+TEST_F(BoardConfiguration, HasTheClockInTheSystemsZone) {
+    const Daemon daemon({.prepare = [] { setenv("TZ", "<+14>-14", 1); }});
+    expect_block2("A5 01 00 00 00 01 02 FC");
+}
+
 // Changes by another process
 
 struct Part {
