@@ -12,8 +12,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <initializer_list>
 #include <iterator>
 #include <ostream>
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -38,6 +40,7 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
+using testing::UnorderedElementsAreArray;
 
 constexpr std::uint8_t kCommand = 1;
 
@@ -420,24 +423,40 @@ std::string opposite(const std::string& cell) {
     return std::to_string(0x7FFFFFFFLL - std::stoll(cell));
 }
 
-// Those of all tables, also the ones and the rows that no position shows.
-TEST_F(EachColumn, ChangesItsPositionsAndNoOther) {
+class EachColumnOf : public EachColumn, public testing::WithParamInterface<std::string> {};
+
+// Also those and the rows that no position shows. The rows' keys are changed further down.
+TEST_P(EachColumnOf, ATableChangesItsPositionsAndNoOther) {
     const std::array<Bytes, 2> before = {block(1), block(2)};
-    int shown = 0;
     for (const auto& cell : cells_) {
         SCOPED_TRACE(cell.first);
-        // the keys of the rows are changed further down
-        if (cell.second == Cell(cell.first).row)
+        const Cell c(cell.first);
+        if (c.table != GetParam() || cell.second == c.row)
             continue;
         set(cell.first, opposite(cell.second));
         const std::array<Bytes, 2> after = {block(1), block(2)};
-        const std::vector<std::string> expected = positions_of(cell.first);
-        EXPECT_EQ(changed_positions(before, after), expected);
-        shown += expected.empty() ? 0 : 1;
+        EXPECT_EQ(changed_positions(before, after), positions_of(cell.first));
         set(cell.first, cell.second);
     }
-    EXPECT_EQ(shown, std::ssize(kPlaces) + std::ssize(kStreamKeys));
     EXPECT_THAT(changes(cells_, contents()), IsEmpty());
+}
+
+const std::string kAllTables[] = {"ConfiguracionGen", "EntradaAV",    "RFOut", "ServiciosSalida",
+                                  "PIDsSalida",       "Red",          "IPOut", "EsclavosModulo",
+                                  "alarmasEstado",    "Bitrate_Nulos"};
+
+INSTANTIATE_TEST_SUITE_P(, EachColumnOf, testing::ValuesIn(kAllTables),
+                         [](const auto& test) { return test.param; });
+
+TEST_F(EachColumn, IsOfOneOfTheTables) {
+    std::set<std::string> tables;
+    for (const auto& cell : cells_)
+        tables.insert(Cell(cell.first).table);
+    EXPECT_THAT(tables, UnorderedElementsAreArray(kAllTables));
+    for (const Place& place : kPlaces)
+        EXPECT_EQ(cells_.count(place.cell), 1U) << place.cell;
+    for (const Place& place : kStreamKeys)
+        EXPECT_EQ(cells_.count(place.cell), 1U) << place.cell;
 }
 
 // What is shown of a number
@@ -464,23 +483,33 @@ const Stored kStored[] = {
     {"7.9", "00 00 00 07", "06"},
 };
 
-TEST_F(EachColumn, IsShownByTheLowBytesOfItsNumber) {
-    for (const Place& place : kPlaces) {
-        if (place.as != number && place.as != one_below)
-            continue;
-        Bytes expected = block_of(place.block, cells_);
-        for (const Stored& stored : kStored) {
-            SCOPED_TRACE(place.cell + " = " + stored.value);
-            set(place.cell, stored.value);
-            const Bytes whole = hex(stored.bytes);
-            const Bytes bytes =
-                place.as == one_below
-                    ? hex(stored.one_below)
-                    : Bytes(whole.end() - static_cast<long>(place.width), whole.end());
-            put(bytes, place.position, expected);
-            EXPECT_THAT(differences(expected, block(place.block)), IsEmpty());
+// Stores a value, given as an SQL literal, in all places of these kinds, and expects `bytes` there.
+class EachPlace : public EachColumn {
+  protected:
+    template <typename BytesAt>
+    void expect_in_all(std::initializer_list<Shown> kinds, const char* value, BytesAt bytes) const {
+        SCOPED_TRACE(value);
+        Bytes block1 = block_of(1, cells_);
+        Bytes block2 = block_of(2, cells_);
+        for (const Place& place : kPlaces) {
+            if (std::find(kinds.begin(), kinds.end(), place.as) == kinds.end())
+                continue;
+            set(place.cell, value);
+            put(bytes(place), place.position, place.block == 1 ? block1 : block2);
         }
-        set(place.cell, cells_.at(place.cell));
+        EXPECT_THAT(differences(block1, block(1)), IsEmpty());
+        EXPECT_THAT(differences(block2, block(2)), IsEmpty());
+    }
+};
+
+TEST_F(EachPlace, ShowsTheLowBytesOfItsNumber) {
+    for (const Stored& stored : kStored) {
+        expect_in_all({number, one_below}, stored.value, [&](const Place& place) {
+            const Bytes whole = hex(stored.bytes);
+            return place.as == one_below
+                       ? hex(stored.one_below)
+                       : Bytes(whole.end() - static_cast<std::ptrdiff_t>(place.width), whole.end());
+        });
     }
 }
 
@@ -503,19 +532,10 @@ const StoredState kStates[] = {
 };
 
 // Only a stored 1 is a stream that is on.
-TEST_F(EachColumn, IsShownAsAnInvertedStateOfItsStream) {
-    for (const Place& place : kPlaces) {
-        if (place.as != stream)
-            continue;
-        Bytes expected = block_of(place.block, cells_);
-        for (const StoredState& state : kStates) {
-            SCOPED_TRACE(place.cell + " = " + state.value);
-            set(place.cell, state.value);
-            expected[place.position] = state.byte;
-            EXPECT_THAT(differences(expected, block(place.block)), IsEmpty());
-        }
-        set(place.cell, cells_.at(place.cell));
-    }
+TEST_F(EachPlace, ShowsTheInvertedStateOfItsStream) {
+    for (const StoredState& state : kStates)
+        expect_in_all({stream}, state.value,
+                      [&](const Place& /*place*/) { return Bytes{state.byte}; });
 }
 
 // What is shown of a text
@@ -544,20 +564,13 @@ const StoredText kTexts[] = {
     {"CAST(x'616200636465' AS TEXT)", "ab", "ab"},
 };
 
-TEST_F(EachColumn, IsShownByAsMuchOfItsTextAsThereIsRoomFor) {
-    for (const Place& place : kPlaces) {
-        if (!is_text(place.as))
-            continue;
-        Bytes expected = block_of(place.block, cells_);
-        for (const StoredText& stored : kTexts) {
-            SCOPED_TRACE(place.cell + " = " + stored.value);
-            set(place.cell, stored.value);
+TEST_F(EachPlace, ShowsAsMuchOfItsTextAsThereIsRoomFor) {
+    for (const StoredText& stored : kTexts) {
+        expect_in_all({terminated, filled}, stored.value, [&](const Place& place) {
             Bytes text = text_bytes(place.as == filled ? stored.filled : stored.terminated);
             text.resize(15);
-            put(text, place.position, expected);
-            EXPECT_THAT(differences(expected, block(place.block)), IsEmpty());
-        }
-        set(place.cell, cells_.at(place.cell));
+            return text;
+        });
     }
 }
 
