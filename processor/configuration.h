@@ -12,5 +12,5 @@ struct mensaje;
 std::span<const Field> configuration_block(std::uint8_t number);
 
 // Puts the values of this moment and their length, 114 or 185, into a zero-filled answer. A value
-// that cannot be read is sent as 0, a text as an empty one.
+// that cannot be read is sent as if 0 were stored, a text as an empty one.
 void put_configuration(std::uint8_t number, mensaje& answer);
