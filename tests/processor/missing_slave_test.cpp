@@ -62,7 +62,6 @@ class SlaveFound : public testing::Test {
   protected:
     SlaveFound() {
         conf_log = 0x40;
-        name_board("cabecera-1");
         for (const long long key :
              {-2147483648LL, -1LL, 0LL, 1LL, 2LL, 3LL, 254LL, 255LL, 256LL, 300LL, 2147483647LL})
             Database(kConfDb).run("INSERT INTO EsclavosModulo VALUES (" + std::to_string(key) +

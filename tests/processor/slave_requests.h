@@ -1,11 +1,10 @@
-// What a slave module sends, and what the sample board tells of itself in return.
+// What a slave module sends.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 #include "tests/support/bytes.h"
-#include "tests/support/files.h"
 
 // A text in a field of that width, zeros behind it; one that is longer is cut, without a NUL.
 inline Bytes field(const std::string& text, std::size_t width) {
@@ -36,10 +35,4 @@ inline Bytes registration(const Registration& slave) {
                    field(slave.model, 10),
                    field(slave.ip, 16),
                    slave.version});
-}
-
-// Gives the board a name of its own: whatever this machine is called, `hostname` prints that.
-inline void name_board(const std::string& name) {
-    write_script("/tmp/bin/hostname", "echo '" + name + "'");
-    setenv("PATH", "/tmp/bin:/usr/bin:/bin", 1);
 }

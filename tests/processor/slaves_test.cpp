@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -84,11 +85,21 @@ struct Exchange {
     Lines changes;
 };
 
+// Another `hostname` than the machine's.
+void name_board(const std::string& script) {
+    write_script("/tmp/bin/hostname", script);
+    setenv("PATH", "/tmp/bin:/usr/bin:/bin", 1);
+}
+
+void forget_name() {
+    fs::remove("/tmp/bin/hostname");
+}
+
 class Slaves : public testing::Test {
   protected:
     Slaves() {
         conf_log = 0x40;
-        name_board("cabecera-1");
+        forget_name();
     }
 
     static Exchange exchange(const Bytes& info) {
@@ -700,9 +711,9 @@ const Source kSources[] = {
      "00 00 00 00 00 00 00 00 00 00 00 00"},
     {"another MAC", [] { write_script("/quelt/script/MAC", "echo FF:EE:DD:CC:BB:AA"); }, 1,
      "46 46 45 45 44 44 43 43 42 42 41 41"},
-    {"no host name", [] { write_script("/tmp/bin/hostname", "exit 1"); }, 14,
+    {"no host name", [] { name_board("exit 1"); }, 14,
      "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
-    {"host name of 18", [] { write_script("/tmp/bin/hostname", "echo ABCDEFGHIJKLMNOPQR"); }, 14,
+    {"host name of 18", [] { name_board("echo ABCDEFGHIJKLMNOPQR"); }, 14,
      "41 42 43 44 45 46 47 48 49 4A 4B 4C 4D 4E 4F 50 51 00"},
     {"no serial number", [] { fs::remove("/quelt/conf/quelt_numserie"); }, 32,
      "00 00 00 00 00 00 00 00 00 00 00 00 00"},
@@ -736,7 +747,7 @@ TEST(SlavesMaster, IsReadAfreshForEachRegistration) {
     for (const Source& c : kSources) {
         SCOPED_TRACE(c.name);
         const OpenBoard board;
-        name_board("cabecera-1");
+        forget_name();
         EXPECT_EQ(to_hex(answer_to(kWrite, of_slave(110, kMac))), kRegistered);
         Bytes expected = hex(kRegistered);
         ASSERT_EQ(expected.size(), 75U);
@@ -753,7 +764,7 @@ TEST(SlavesMaster, IsReadAfreshForEachRegistration) {
 TEST_F(Slaves, AreToldZerosByAMasterThatKnowsNothingOfItself) {
     fs::remove_all("/quelt/script");
     fs::remove_all("/quelt/conf");
-    write_script("/tmp/bin/hostname", "exit 1");
+    name_board("exit 1");
     std::string told;
     printed_by([&] { told = answer(of_slave(110, kMac)); });
     Bytes expected(75);
