@@ -1,6 +1,6 @@
 // Requests to the command processor, on the sample board's databases.
 //
-// Input: what the board's scripts print, then any number of requests.
+// Input: what the board's scripts print, then up to 16 requests.
 //   1 byte P, P bytes   printed by every script and by `hostname`; P 0: what the sample board's
 //                       print; P 255 without any bytes: none of them can be started
 //   of each request:
@@ -78,8 +78,8 @@ extern "C" FILE* popen(const char* command, const char* /*mode*/) {
     return file;
 }
 
-extern "C" int pclose(FILE* file) {
-    return std::fclose(file);
+extern "C" int pclose(FILE* stream) {
+    return std::fclose(stream);
 }
 
 extern "C" int system(const char* command) {
@@ -102,9 +102,9 @@ extern "C" unsigned sleep(unsigned seconds) {
     return static_cast<unsigned>(nanosleep(&pause, nullptr));
 }
 
-extern "C" void vsyslog(int /*priority*/, const char* format, std::va_list arguments) {
+extern "C" void vsyslog(int /*priority*/, const char* fmt, std::va_list ap) {
     std::array<char, 256> line{};
-    REQUIRE(std::vsnprintf(line.data(), line.size(), format, arguments) > 0);
+    REQUIRE(std::vsnprintf(line.data(), line.size(), fmt, ap) > 0);
 }
 
 namespace {
@@ -514,6 +514,7 @@ std::unique_ptr<const mensaje> read_request(Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr unsigned kInputsBetweenChecks = 32;
+    constexpr unsigned kMostRequests = 16;
     static const Board board;
     static unsigned inputs = 0;
     if (inputs == 0) {
@@ -527,7 +528,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Board::begin();
     Rows before = board.rows();
     int written = Board::rows_written();
-    while (!input.at_end()) {
+    for (unsigned i = 0; i < kMostRequests && !input.at_end(); ++i) {
         const std::unique_ptr<const mensaje> request = read_request(input);
         in_a_request = true;
         const std::unique_ptr<const mensaje> answer = procesar_comando(*request);

@@ -668,6 +668,26 @@ TEST_F(Slaves, AreToldThatTheirRowIsMissing) {
     EXPECT_THAT(take_pauses(), IsEmpty());
 }
 
+// Another process has the row away while the second of the ten writes looks for it.
+int take_row_away(unsigned /*event*/, void* seen, void* /*statement*/, void* /*text*/) {
+    constexpr int kSecondWrite = 4;  // behind the look-up and two statements of the first write
+    const int statement = ++*static_cast<int*>(seen);
+    if (statement == kSecondWrite)
+        Database(kConfDb).run("UPDATE EsclavosModulo SET IdEsclavosModulo = 7");
+    if (statement == kSecondWrite + 1)
+        Database(kConfDb).run("UPDATE EsclavosModulo SET IdEsclavosModulo = 1");
+    return 0;
+}
+
+TEST_F(Slaves, AreToldThatOneWriteOfManyFailed) {
+    add_slave(1);
+    int statements = 0;
+    sqlite3_trace_v2(ConfDB, SQLITE_TRACE_STMT, take_row_away, &statements);
+    EXPECT_EQ(answer(registration({"aa", "uno", "S1", "M1", "169.254.0.1", {1, 0, 1}})), kRefused);
+    EXPECT_THAT(slave_rows(), ElementsAre("1|aa|-|S1|M1|169.254.0.1|1.0.1|1|0|0|0"));
+    EXPECT_THAT(log_.take(), ElementsAre(kCommandLine, kErrorLine));
+}
+
 TEST_F(Slaves, AreToldThatTheirRowIsThereTwice) {
     add_slave(1);
     double_row("EsclavosModulo", 1);
@@ -851,8 +871,8 @@ struct Short {
     const char* name;
     Bytes info;
     const char* answer;
-    std::string mac = "";  // of the new row, null for none
-    Lines changes = {};    // besides the row
+    std::string mac;     // of the new row
+    Lines changes = {};  // besides the row
 };
 
 const Short kShort[] = {
