@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "tests/params/selectors.h"
-#include "tests/params/trace.h"
 #include "tests/support/capture.h"
 #include "tests/support/database.h"
 #include "tests/support/pauses.h"
+#include "tests/support/trace.h"
 
 namespace {
 

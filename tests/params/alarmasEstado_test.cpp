@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/params/trace.h"
 #include "tests/support/capture.h"
 #include "tests/support/contents.h"
 #include "tests/support/database.h"
 #include "tests/support/open_board.h"
+#include "tests/support/trace.h"
 
 namespace {
 

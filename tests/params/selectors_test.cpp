@@ -13,10 +13,10 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/params/trace.h"
 #include "tests/support/bytes.h"
 #include "tests/support/capture.h"
 #include "tests/support/database.h"
+#include "tests/support/trace.h"
 
 namespace {
 

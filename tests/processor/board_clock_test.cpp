@@ -19,7 +19,6 @@
 #include <vector>
 
 #include "processor/conf_log.h"
-#include "tests/params/trace.h"
 #include "tests/processor/marked_buffer.h"
 #include "tests/processor/own_log.h"
 #include "tests/processor/requests.h"
@@ -27,6 +26,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/contents.h"
 #include "tests/support/open_board.h"
+#include "tests/support/trace.h"
 
 namespace {
 

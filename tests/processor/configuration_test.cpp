@@ -22,8 +22,8 @@
 
 #include "processor/board_clock.h"
 #include "processor/conf_log.h"
-#include "tests/params/trace.h"
 #include "tests/processor/own_log.h"
+#include "tests/processor/parameter_names.h"
 #include "tests/processor/requests.h"
 #include "tests/support/board_clock.h"
 #include "tests/support/bytes.h"
@@ -32,6 +32,7 @@
 #include "tests/support/database.h"
 #include "tests/support/open_board.h"
 #include "tests/support/pauses.h"
+#include "tests/support/trace.h"
 
 namespace {
 
@@ -753,117 +754,6 @@ TEST_F(Configuration, HoldsTheValuesThatCanBeReadAtASecondAttempt) {
 
 // The tables as a listing
 
-struct Selected {
-    int selector;
-    const char* column;
-};
-
-struct Family {
-    const char* table;
-    std::vector<Selected> selected;
-};
-
-const char* column_of(const Family& family, int selector) {
-    for (const Selected& selected : family.selected) {
-        if (selected.selector == selector)
-            return selected.column;
-    }
-    return "no column";
-}
-
-const Family& family_of(Number::Of of) {
-    static const Family kGeneral = {"ConfiguracionGen",
-                                    {{0, "Modo_Entrada"},
-                                     {1, "Modo_Salida"},
-                                     {2, "Atenuacion"},
-                                     {3, "Player_Mode"},
-                                     {4, "Ip_Dhcp"},
-                                     {5, "Lcd_Bloqueo"},
-                                     {6, "Subtimezone"}}};
-    static const Family kInput = {"EntradaAV",
-                                  {{0, "Brillo"},
-                                   {1, "Contraste"},
-                                   {2, "Saturacion"},
-                                   {3, "Sharpness"},
-                                   {4, "Video_Enc_Standard"},
-                                   {5, "Video_Aspect_Ratio"},
-                                   {6, "Bitrate"},
-                                   {12, "Audio_Bitrate"},
-                                   {14, "Low_Latency"}}};
-    static const Family kRfOutput = {"RFOut",
-                                     {{0, "Cofdm_Off"},
-                                      {1, "Canal_Salida"},
-                                      {2, "Frecuencia"},
-                                      {3, "Modo_OFDM"},
-                                      {4, "Ancho_Banda"},
-                                      {5, "Intervalo_Guarda"},
-                                      {6, "Constelacion"},
-                                      {7, "Code_Rate"}}};
-    static const Family kService = {"ServiciosSalida",
-                                    {{0, "LCN"}, {1, "SID"}, {2, "IP_port_source"}}};
-    static const Family kStream = {"PIDsSalida",
-                                   {{1, "Seleccionado, Tipo 1"}, {2, "Seleccionado, Tipo 2"}}};
-    static const Family kNetwork = {
-        "Red", {{0, "NID"}, {3, "NIT_Patron"}, {4, "LCN_Mode"}, {5, "Insertar_TDT"}}};
-    static const Family kIpOutput = {"IPOut",
-                                     {{0, "Ip_Off"},
-                                      {1, "Protocolo"},
-                                      {2, "Qos"},
-                                      {3, "Ttl"},
-                                      {4, "SAP_Mode"},
-                                      {5, "SAP_Time"},
-                                      {6, "Vlan_Mode"},
-                                      {7, "Vlan_Id"},
-                                      {8, "Vlan_Tpid"},
-                                      {9, "Mpts_Mode"}}};
-    switch (of) {
-        case Number::Of::general:
-            return kGeneral;
-        case Number::Of::input:
-            return kInput;
-        case Number::Of::rf_output:
-            return kRfOutput;
-        case Number::Of::service:
-            return kService;
-        case Number::Of::stream:
-            return kStream;
-        case Number::Of::network:
-            return kNetwork;
-        case Number::Of::ip_output:
-            break;
-    }
-    return kIpOutput;
-}
-
-const Family& family_of(Text::Of of) {
-    static const Family kGeneral = {
-        "ConfiguracionGen", {{0, "Ip_Address"}, {1, "Ip_Mask"}, {2, "Ip_Gateway"}, {3, "Country"}}};
-    static const Family kService = {"ServiciosSalida",
-                                    {{0, "Nombre"}, {1, "Nombre_SAP"}, {2, "IP_address_source"}}};
-    static const Family kNetwork = {"Red", {{0, "NetworkName"}, {1, "Proveedor"}}};
-    static const Family kIpOutput = {"IPOut", {{0, "SAP_Ip"}, {1, "SAP_User"}}};
-    switch (of) {
-        case Text::Of::general:
-            return kGeneral;
-        case Text::Of::service:
-            return kService;
-        case Text::Of::network:
-            return kNetwork;
-        case Text::Of::ip_output:
-            break;
-    }
-    return kIpOutput;
-}
-
-template <typename Parameter>
-std::string told(const char* kind, const Parameter& parameter) {
-    const Family& family = family_of(parameter.of);
-    std::array<char, 120> line{};
-    std::snprintf(line.data(), line.size(), "%-8s %-16s %2d %-20s index %d", kind, family.table,
-                  parameter.selector, column_of(family, parameter.selector), parameter.index);
-    return line.data();
-}
-
 std::string told(const Field& field) {
     if (const auto* const computed = std::get_if<Computed>(&field.source))
         return "computed " + std::to_string((*computed)());
@@ -872,19 +762,17 @@ std::string told(const Field& field) {
             return "filled   get_clock_time";
         return *filled_by == get_clock_date ? "filled   get_clock_date" : "filled   otherwise";
     }
-    if (const auto* const value = std::get_if<Number>(&field.source)) {
-        const std::string first = value->first == 0 ? "" : " first " + std::to_string(value->first);
-        return told("number", *value) + first;
-    }
+    if (const auto* const value = std::get_if<Number>(&field.source))
+        return "number   " + name_of(*value);
     if (const auto* const value = std::get_if<Text>(&field.source))
-        return told("text", *value);
+        return "text     " + name_of(*value);
     return "zeros";
 }
 
 std::string listing(std::uint8_t number) {
     std::string text = "block " + std::to_string(number) + ", " +
                        std::to_string(block(number).size()) + " bytes\n" +
-                       "position, width, kind, table, selector, column, row\n";
+                       "position, width, source\n";
     for (const Field& field : configuration_block(number)) {
         std::array<char, 16> line{};
         std::snprintf(line.data(), line.size(), "%3d %2d ", field.position, field.width);

@@ -19,7 +19,6 @@
 #include "processor/conf_log.h"
 #include "processor/countries.h"
 #include "processor/request.h"
-#include "tests/params/trace.h"
 #include "tests/processor/own_log.h"
 #include "tests/processor/requests.h"
 #include "tests/support/bytes.h"
@@ -29,6 +28,7 @@
 #include "tests/support/files.h"
 #include "tests/support/open_board.h"
 #include "tests/support/pauses.h"
+#include "tests/support/trace.h"
 
 namespace {
 

@@ -17,7 +17,6 @@
 #include "link/mensaje.h"
 #include "params/databases.h"
 #include "processor/conf_log.h"
-#include "tests/params/trace.h"
 #include "tests/processor/own_log.h"
 #include "tests/processor/requests.h"
 #include "tests/processor/slave_requests.h"
@@ -28,6 +27,7 @@
 #include "tests/support/files.h"
 #include "tests/support/open_board.h"
 #include "tests/support/pauses.h"
+#include "tests/support/trace.h"
 
 namespace fs = std::filesystem;
 

@@ -1,4 +1,4 @@
-#include "tests/params/trace.h"
+#include "tests/support/trace.h"
 
 #include <sqlite3.h>
 
