@@ -49,6 +49,9 @@ static_assert(kMaxFrame <= offsetof(mensaje, comando));
 inline std::uint8_t* frame_area(mensaje& record) {
     return reinterpret_cast<std::uint8_t*>(&record);
 }
+inline const std::uint8_t* frame_area(const mensaje& record) {
+    return reinterpret_cast<const std::uint8_t*>(&record);
+}
 
 // The port of the serial heritage. The number is handed to the transport, which ignores it.
 struct tPuertoZondar {

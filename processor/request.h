@@ -21,6 +21,6 @@ inline int number_at(const mensaje& request, std::size_t position, std::size_t w
 // that follow in the record, its code bytes first, and ends with the record at the latest.
 inline std::string_view text_at(const mensaje& request, std::size_t position) {
     const std::size_t offset = kInfoOffset + position;
-    const char* const text = reinterpret_cast<const char*>(&request) + offset;
+    const auto* const text = reinterpret_cast<const char*>(frame_area(request) + offset);
     return {text, strnlen(text, sizeof(mensaje) - offset)};
 }

@@ -17,9 +17,15 @@ namespace {
 
 // Of the requests.
 constexpr std::uint8_t kMac = 1;
-constexpr std::size_t kData = 14;      // what the sub-command carries behind the MAC
+constexpr std::size_t kData = 14;  // what the sub-command carries behind the MAC
+
+// Of a registration and of its answer.
+constexpr std::uint8_t kHostname = 14;
+constexpr std::uint8_t kSerial = 32;
+constexpr std::uint8_t kModel = 45;
+constexpr std::uint8_t kIp = 55;
 constexpr std::uint8_t kVersion = 71;  // of the software: major, minor, build
-constexpr std::size_t kRefused = 74;   // of the answer to a registration: 1 for a failure
+constexpr std::size_t kRefused = 74;   // of the answer alone: 1 for a failure
 
 constexpr int kConfirmed = 2;  // of the pending states
 
@@ -71,17 +77,20 @@ struct SlaveText {
 };
 
 constexpr SlaveText kSlaveTexts[] = {
-    {kMac, 13, EMS_MAC},     //
-    {14, 18, EMS_HOSTNAME},  //
-    {32, 13, EMS_SERIAL},    //
-    {45, 10, EMS_MODELO},    //
-    {55, 16, EMS_IP},        //
+    {kMac, 13, EMS_MAC},            //
+    {kHostname, 18, EMS_HOSTNAME},  //
+    {kSerial, 13, EMS_SERIAL},      //
+    {kModel, 10, EMS_MODELO},       //
+    {kIp, 16, EMS_IP},              //
 };
 
 constexpr Field kIdentity[] = {
-    {kMac, 12, get_MAC_num},  {14, 18, get_hostname},
-    {32, 12, get_serial_num}, {45, 10, get_type_model},
-    {55, 16, get_slave_ip},   {kVersion, 3, [](std::uint8_t* at) { return get_versions(at, 1); }},
+    {kMac, 12, get_MAC_num},
+    {kHostname, 18, get_hostname},
+    {kSerial, 12, get_serial_num},
+    {kModel, 10, get_type_model},
+    {kIp, 16, get_slave_ip},
+    {kVersion, 3, [](std::uint8_t* at) { return get_versions(at, 1); }},
 };
 constexpr std::uint8_t kIdentityLength = 75;
 static_assert(ordered(kIdentity, 1, kRefused));

@@ -133,9 +133,7 @@ static_assert(widths_fit());
 static_assert(std::rbegin(kSubcommands)->then != Then::next_row);
 
 const Subcommand* find(std::uint8_t code) {
-    const auto* const row = std::lower_bound(
-        std::begin(kSubcommands), std::end(kSubcommands), code,
-        [](const Subcommand& subcommand, std::uint8_t wanted) { return subcommand.code < wanted; });
+    const auto* const row = std::ranges::lower_bound(kSubcommands, code, {}, &Subcommand::code);
     return row != std::end(kSubcommands) && row->code == code ? row : nullptr;
 }
 

@@ -15,15 +15,14 @@
 #include "tests/support/daemon.h"
 #include "tests/support/files.h"
 #include "tests/support/master.h"
-#include "tests/support/syslog_reader.h"
 #include "tests/support/wait.h"
+#include "tests/system/cycle_log.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-const std::string kWaiting = "<30>Waiting for zondar message:\n";
 const std::string kRead = "<30>Zondar message readed.\n";
 const std::string kResponse = "<30>Response to received frame:\n";
 const std::string kState = "<31>CMD: Peticion de estado o alarmas\n";
@@ -74,19 +73,7 @@ class Dispatch : public testing::Test {
         ASSERT_THAT(next_cycle(), testing::Contains(kWaiting));
     }
 
-    // The lines of the processor since the last call, up to the next waiting line.
-    std::vector<std::string> next_cycle() {
-        EXPECT_TRUE(log_.wait_for("Waiting for zondar message:", ++cycles_));
-        std::vector<std::string> lines;
-        const std::vector<LogLine> all = log_.lines();
-        while (seen_ < all.size() && (lines.empty() || lines.back() != kWaiting)) {
-            const LogLine& line = all[seen_++];
-            // The program's own lines, of which the watchdog's comes at any time, name it again.
-            if (!line.text.starts_with("ZONDAR_NET_RECEIVER: "))
-                lines.push_back(with_priority(line));
-        }
-        return lines;
-    }
+    std::vector<std::string> next_cycle() { return log_.next_cycle(); }
 
     // Everything of the protocol, whose lines alone have a line end. A line of our own behind them
     // tells that none is on its way any more.
@@ -103,12 +90,8 @@ class Dispatch : public testing::Test {
 
     void expect_identification() { EXPECT_EQ(compact(exchange(kIdentification)), kAnswer); }
 
-    SyslogReader log_;
+    CycleLog log_;
     std::unique_ptr<Daemon> daemon_;
-
-  private:
-    int cycles_ = 0;
-    std::size_t seen_ = 0;
 };
 
 struct Answered {

@@ -16,7 +16,7 @@
 #include "tests/support/files.h"
 #include "tests/support/frames.h"
 #include "tests/support/master.h"
-#include "tests/support/syslog_reader.h"
+#include "tests/system/cycle_log.h"
 
 namespace fs = std::filesystem;
 
@@ -27,7 +27,6 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 constexpr std::uint8_t kWriteCommand = 3;
-const std::string kWaiting = "<30>Waiting for zondar message:\n";
 const std::string kRead = "<30>Zondar message readed.\n";
 const std::string kResponse = "<30>Response to received frame:\n";
 const std::string kWrite = "<31>CMD: Comando escritura parametros.\n";
@@ -49,32 +48,19 @@ class Writes : public testing::Test {
     // The lines between a request and the next waiting, without the frame of those that all
     // requests have.
     std::vector<std::string> log_of_request() {
-        std::vector<std::string> lines = next_cycle();
         // That it waits for the first request.
-        if (cycles_ == 1)
-            lines = next_cycle();
+        if (!started_)
+            log_.next_cycle();
+        started_ = true;
+        const std::vector<std::string> lines = log_.next_cycle();
         if (lines.size() < 3 || lines.front() != kRead || lines[lines.size() - 2] != kResponse)
             return {"not a request and its answer: " + testing::PrintToString(lines)};
         return {lines.begin() + 1, lines.end() - 2};
     }
 
   private:
-    std::vector<std::string> next_cycle() {
-        EXPECT_TRUE(log_.wait_for("Waiting for zondar message:", ++cycles_));
-        std::vector<std::string> lines;
-        const std::vector<LogLine> all = log_.lines();
-        while (seen_ < all.size() && (lines.empty() || lines.back() != kWaiting)) {
-            const LogLine& line = all[seen_++];
-            // The program's own lines, of which the watchdog's comes at any time, name it again.
-            if (!line.text.starts_with("ZONDAR_NET_RECEIVER: "))
-                lines.push_back(with_priority(line));
-        }
-        return lines;
-    }
-
-    SyslogReader log_;
-    int cycles_ = 0;
-    std::size_t seen_ = 0;
+    CycleLog log_;
+    bool started_ = false;
 };
 
 TEST_F(Writes, OfEachNumberStoreItInItsCellAlone) {
