@@ -8,6 +8,10 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wswitch-enum -Wold-style-cast -Werror)
 
+# A program holds only what it uses of the rooms that it stands on.
+add_compile_options(-ffunction-sections -fdata-sections)
+add_link_options(-Wl,--gc-sections)
+
 set(ZONDAR_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 if(ZONDAR_SANITIZE)
   add_compile_options(-fsanitize=${ZONDAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -36,18 +36,6 @@ constexpr Family<Record> kFamily = {
     .texts = {kTexts, Outside::first},
 };
 
-// What masters send for the two input modes that the board stores under another code.
-int stored_mode(int mode) {
-    switch (mode) {
-        case 3:
-            return 10;
-        case 4:
-            return 11;
-        default:
-            return mode;
-    }
-}
-
 // Measures one column and copies the other, on purpose: see the header.
 void getstr_language(std::uint8_t* buffer, int size) {
     const OnlyRow<Record> row(kFamily.database, kFamily.clause);
@@ -60,6 +48,17 @@ void getstr_language(std::uint8_t* buffer, int size) {
 }
 
 }  // namespace
+
+int stored_mode(int mode) {
+    switch (mode) {
+        case 3:
+            return 10;
+        case 4:
+            return 11;
+        default:
+            return mode;
+    }
+}
 
 int get_ConfiguracionGen(e_ConfiguracionGen selector) {
     return kFamily.get(selector);
@@ -78,4 +77,12 @@ void getstr_ConfiguracionGen(e_str_ConfiguracionGen selector, std::uint8_t* buff
 
 int setstr_ConfiguracionGen(e_str_ConfiguracionGen selector, const char* text, unsigned size) {
     return kFamily.setstr(selector, text, size);
+}
+
+ColumnName column_name(e_ConfiguracionGen selector) {
+    return kFamily.integer_name(selector);
+}
+
+ColumnName column_name(e_str_ConfiguracionGen selector) {
+    return kFamily.text_name(selector);
 }

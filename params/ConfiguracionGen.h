@@ -27,9 +27,12 @@ enum e_str_ConfiguracionGen : int {
 // The column's number; 0 without exactly one row and for any other selector.
 int get_ConfiguracionGen(e_ConfiguracionGen selector);
 
+// The code that the board stores for an input mode of the masters: 10 for 3, 11 for 4, else the
+// mode itself.
+int stored_mode(int mode);
+
 // 0 when there is exactly one row, else -1. Any other selector writes nothing. Of CG_MODO_ENTRADA
-// a 3 is stored as 10 and a 4 as 11; a get gives these stored codes, on purpose, not the given
-// ones.
+// the stored_mode() is stored; a get gives that code, on purpose, not the given one.
 int set_ConfiguracionGen(e_ConfiguracionGen selector, int value);
 
 // Clears the `size` bytes at `buffer` and copies the text. The addresses, the mask and the lock

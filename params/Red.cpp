@@ -46,3 +46,11 @@ void getstr_Red(e_str_Red selector, std::uint8_t* buffer, int size) {
 int setstr_Red(e_str_Red selector, const char* text, unsigned size) {
     return kFamily.setstr(selector, text, size);
 }
+
+ColumnName column_name(e_Red selector) {
+    return kFamily.integer_name(selector);
+}
+
+ColumnName column_name(e_str_Red selector) {
+    return kFamily.text_name(selector);
+}

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "params/column_names.h"
 #include "params/databases.h"
 #include "queltdb/records.h"
 
@@ -54,6 +55,17 @@ constexpr bool complete(std::span<const Column> columns, int last) {
             return false;
     }
     return columns.size() == static_cast<std::size_t>(last) + 1;
+}
+
+// What such a row's column is called. A record begins with its values, in the order of its columns.
+template <typename Record>
+ColumnName name_of(queltdb::tSqlite3parent* Record::*value) {
+    if (value == nullptr)
+        return {Record::kTable.name, nullptr};
+    const Record record;
+    const auto* const first = reinterpret_cast<queltdb::tSqlite3parent* const*>(&record);
+    const auto index = static_cast<std::size_t>(&(record.*value) - first);
+    return {Record::kTable.name, Record::kColumns[index].name};
 }
 
 enum class Outside { ignored, first };  // what a selector outside of the table stands for
@@ -113,6 +125,15 @@ struct Family {
         if (!row || column == nullptr)
             return 0;
         return queltdb::textoAEntero(((*row).*column->value)->texto());
+    }
+
+    [[nodiscard]] ColumnName integer_name(int selector) const {
+        const IntegerColumn<Record>* const column = integers.find(selector);
+        return name_of<Record>(column == nullptr ? nullptr : column->value);
+    }
+    [[nodiscard]] ColumnName text_name(int selector) const {
+        const TextColumn<Record>* const column = texts.find(selector);
+        return name_of<Record>(column == nullptr ? nullptr : column->value);
     }
 
     // 0, also when the selector stands for no column or the database took nothing; -1 without the

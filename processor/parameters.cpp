@@ -55,6 +55,10 @@ int Number::set(int value) const {
     return store(*this, value + first);
 }
 
+int Number::kept(int value) const {
+    return of == Of::general && selector == CG_MODO_ENTRADA ? stored_mode(value) : value;
+}
+
 void Text::get(std::uint8_t* buffer, int size) const {
     switch (of) {
         case Of::general:

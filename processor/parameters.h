@@ -27,6 +27,8 @@ struct Number {
     [[nodiscard]] std::uint32_t get(int further = 0) const;
     // As it was received; for a stream 0 is off. Negative without the row.
     [[nodiscard]] int set(int value) const;
+    // What is sent once `value` was stored: another code for two of the input modes.
+    [[nodiscard]] int kept(int value) const;
 };
 
 struct Text {

@@ -13,7 +13,6 @@
 #include "processor/countries.h"
 #include "processor/parameters.h"
 #include "processor/protocol_log.h"
-#include "processor/request.h"
 
 namespace {
 
@@ -82,13 +81,12 @@ int set_output_frequency(int frequency) {
     return tune(frequency_channel(frequency, stored_country()), frequency);
 }
 
-void change_country(const mensaje& request, mensaje& /*answer*/) {
+void change_country(std::string_view name) {
     const std::string before = stored_country();
-    const std::string name(text_at(request, kValue));
     if (name == before)
         return;
     const Country& country = find_country(name);
-    write_defaults(name.c_str(), country);
+    write_defaults(std::string(name).c_str(), country);
     if (has_7mhz_plan(before) || has_7mhz_plan(name))
         write_channel_plan(country);
     write_video_bitrates(name);

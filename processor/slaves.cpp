@@ -42,7 +42,6 @@ void mark_seen(int slave) {
         seen[index] = 1;
 }
 
-// The settings of a remote encoder, those of channel 0 standing for any channel's.
 constexpr Field kEncoder[] = {
     {2, 1, number(EAV_SHARPNESS, 0)},                      //
     {3, 1, number(EAV_VIDEO_ENC_STANDARD, 0)},             //
@@ -132,6 +131,10 @@ bool write_slave(int slave, const mensaje& request) {
 bool slave_seen(int slave) {
     const auto index = static_cast<unsigned>(slave);
     return index < seen.size() && seen[index] != 0;
+}
+
+std::span<const Field> encoder_settings() {
+    return kEncoder;
 }
 
 void answer_pending_state(const mensaje& request, mensaje& answer) {

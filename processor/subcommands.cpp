@@ -42,8 +42,8 @@ constexpr Subcommand kSubcommands[] = {
     {16,  "SUBCOMMAND_BITRATE_CH2 ",                2,  number(EAV_BITRATE, 1)},
     {17,  "SUBCOMMAND_AUDIO_BITRATE_CH2",           1,  number(EAV_AUDIO_BITRATE, 1), Then::next_row},
     {18,  "SUBCOMMAND_COFDM_OFF_1",                 1,  number(RFO_COFDM_OFF)},
-    {19,  "SUBCOMMAND_CANAL_SALIDA_1",              1,  set_output_channel},
-    {20,  "SUBCOMMAND_FRECUENCIA_1",                3,  set_output_frequency},
+    {19,  "SUBCOMMAND_CANAL_SALIDA_1",              1,  NumberSetter{number(RFO_CANAL_SALIDA), set_output_channel}},
+    {20,  "SUBCOMMAND_FRECUENCIA_1",                3,  NumberSetter{number(RFO_FRECUENCIA), set_output_frequency}},
     {21,  "SUBCOMMAND_ATENUACION",                  1,  number(CG_ATENUACION)},
     {22,  "SUBCOMMAND_MODO_OFDM_1 ",                1,  number(RFO_MODO_OFDM)},
     {23,  "SUBCOMMAND_ANCHO_BANDA_1",               1,  number(RFO_ANCHO_BANDA)},
@@ -90,7 +90,7 @@ constexpr Subcommand kSubcommands[] = {
     {68,  "SUBCOMMAND_IP_ADDRESS",                  16, text(CGS_IP_ADDRESS), Then::reset_network},
     {69,  "SUBCOMMAND_IP_MASK",                     16, text(CGS_IP_MASK), Then::reset_network},
     {70,  "SUBCOMMAND_IP_GATEWAY",                  16, text(CGS_IP_GATEWAY), Then::reset_network},
-    {71,  "SUBCOMMAND_COUNTRY",                     0,  change_country},
+    {71,  "SUBCOMMAND_COUNTRY",                     15, TextSetter{text(CGS_COUNTRY), change_country}},
     {72,  "SUBCOMMAND_TIME",                        0,  set_clock_time},
     {73,  "SUBCOMMAND_DATE",                        0,  set_clock_date},
     {74,  "SUBCOMMAND_IDTIMEZONE",                  1,  number(CG_SUBTIMEZONE)},
@@ -124,7 +124,8 @@ constexpr bool widths_fit() {
     return std::all_of(std::begin(kSubcommands), std::end(kSubcommands), [](const auto& row) {
         if (std::holds_alternative<Handler>(row.target))
             return row.width == 0;
-        if (std::holds_alternative<Text>(row.target))
+        if (std::holds_alternative<Text>(row.target) ||
+            std::holds_alternative<TextSetter>(row.target))
             return row.width > 0;
         return row.width >= 1 && row.width <= 3;
     });
@@ -144,8 +145,10 @@ void run(const Subcommand& row, const mensaje& request, mensaje& answer) {
         log_if_failed(number->set(number_at(request, kValue, row.width)));
     else if (const auto* const text = std::get_if<Text>(&row.target))
         log_if_failed(text->set(text_at(request, kValue).data(), row.width));
-    else if (const auto* const set = std::get_if<Setter>(&row.target))
-        log_if_failed((*set)(number_at(request, kValue, row.width)));
+    else if (const auto* const setter = std::get_if<NumberSetter>(&row.target))
+        log_if_failed(setter->set(number_at(request, kValue, row.width)));
+    else if (const auto* const changer = std::get_if<TextSetter>(&row.target))
+        changer->set(text_at(request, kValue));
     else if (const auto* const handle = std::get_if<Handler>(&row.target))
         (*handle)(request, answer);
 }

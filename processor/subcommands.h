@@ -4,14 +4,23 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <variant>
 
 #include "processor/parameters.h"
 
 struct mensaje;
 
-// Stores a number that takes more than one column. Negative when it could not be stored.
-using Setter = int (*)(int value);
+// A number and a text that take more than this one column, which is where they are read back.
+// Negative when the number could not be stored.
+struct NumberSetter {
+    Number number;
+    int (*set)(int value);
+};
+struct TextSetter {
+    Text text;
+    void (*set)(std::string_view value);
+};
 // Does all itself, the answer included.
 using Handler = void (*)(const mensaje& request, mensaje& answer);
 
@@ -23,7 +32,7 @@ struct Subcommand {
     const char* name;    // as it is logged; null when it is not
     std::uint8_t width;  // of the value in bytes; of a text the most that are stored, its NUL
                          // included; 0 for a handler
-    std::variant<Number, Text, Setter, Handler> target;
+    std::variant<Number, Text, NumberSetter, TextSetter, Handler> target;
     Then then = Then::answer;
 };
 

@@ -22,8 +22,8 @@
 
 #include "processor/board_clock.h"
 #include "processor/conf_log.h"
+#include "processor/parameter_names.h"
 #include "tests/processor/own_log.h"
-#include "tests/processor/parameter_names.h"
 #include "tests/processor/requests.h"
 #include "tests/support/board_clock.h"
 #include "tests/support/bytes.h"
@@ -763,7 +763,7 @@ std::string told(const Field& field) {
         return *filled_by == get_clock_date ? "filled   get_clock_date" : "filled   otherwise";
     }
     if (const auto* const value = std::get_if<Number>(&field.source))
-        return "number   " + name_of(*value);
+        return "number   " + name_of(*value) + (value->first != 0 ? " from 1" : "");
     if (const auto* const value = std::get_if<Text>(&field.source))
         return "text     " + name_of(*value);
     return "zeros";

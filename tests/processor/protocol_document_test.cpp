@@ -89,7 +89,8 @@ std::vector<Row> subcommand_rows() {
 }
 
 std::string width_of(const Subcommand& subcommand) {
-    if (std::holds_alternative<Text>(subcommand.target))
+    if (std::holds_alternative<Text>(subcommand.target) ||
+        std::holds_alternative<TextSetter>(subcommand.target))
         return "text " + std::to_string(subcommand.width - 1);  // and its NUL
     return std::to_string(subcommand.width) + (subcommand.width == 1 ? " byte" : " bytes");
 }
@@ -400,7 +401,7 @@ TEST(ProtocolDocument, NamesTheStreamsThatBlock1Shows) {
         SCOPED_TRACE(place.content);
         const OpenBoard board;
         EXPECT_EQ(answer_to(1, {1})[place.position], 1);
-        const std::string stream = cell_named(quoted(place.content).at(0) + ".Seleccionado");
+        const std::string stream = cell_named(quoted(place.content).at(0));
         std::istringstream words(stream);
         std::string table;
         std::string row;

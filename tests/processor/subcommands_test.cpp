@@ -22,10 +22,10 @@
 #include "processor/board_clock.h"
 #include "processor/conf_log.h"
 #include "processor/countries.h"
+#include "processor/parameter_names.h"
 #include "processor/region.h"
 #include "processor/slaves.h"
 #include "tests/processor/own_log.h"
-#include "tests/processor/parameter_names.h"
 #include "tests/processor/plain_subcommands.h"
 #include "tests/processor/requests.h"
 #include "tests/support/bytes.h"
@@ -1060,15 +1060,27 @@ TEST_F(ParameterWrite, LetsTheFactoryScriptFail) {
 
 // The listing
 
-std::string name_of(Setter set) {
-    if (set == set_output_channel)
-        return "set_output_channel";
-    return set == set_output_frequency ? "set_output_frequency" : "?";
+std::string shown(const Number& number) {
+    return name_of(number) + (number.first != 0 ? " from " + std::to_string(number.first) : "");
 }
 
-std::string name_of(Handler handler) {
+std::string shown(const Text& text) {
+    return name_of(text);
+}
+
+std::string shown(const NumberSetter& setter) {
+    if (setter.set == set_output_channel)
+        return shown(setter.number) + " by set_output_channel";
+    return shown(setter.number) +
+           (setter.set == set_output_frequency ? " by set_output_frequency" : " by ?");
+}
+
+std::string shown(const TextSetter& setter) {
+    return shown(setter.text) + (setter.set == change_country ? " by change_country" : " by ?");
+}
+
+std::string shown(Handler handler) {
     const std::vector<std::pair<Handler, const char*>> handlers = {
-        {change_country, "change_country"},
         {set_clock_time, "set_clock_time"},
         {set_clock_date, "set_clock_date"},
         {answer_pending_state, "answer_pending_state"},
@@ -1086,7 +1098,7 @@ std::string name_of(Handler handler) {
 }
 
 std::string listing() {
-    constexpr const char* kKinds[] = {"number", "text", "setter", "handler"};
+    constexpr const char* kKinds[] = {"number", "text", "number", "text", "handler"};
     constexpr const char* kThen[] = {"", ", then the network script", ", then the next row"};
     std::string text;
     for (const Subcommand& row : subcommands()) {
@@ -1095,7 +1107,7 @@ std::string listing() {
         std::snprintf(line.data(), line.size(), "%3d %-41s %2d %-7s ", row.code, name.c_str(),
                       row.width, kKinds[row.target.index()]);
         text += line.data();
-        text += std::visit([](const auto& target) { return name_of(target); }, row.target);
+        text += std::visit([](const auto& target) { return shown(target); }, row.target);
         text += std::string(kThen[static_cast<int>(row.then)]) + "\n";
     }
     return text;
