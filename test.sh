@@ -23,7 +23,7 @@ done
 # Most of what is slow in the tests only waits, so more of them run at once than there are cores, and
 # what they leave of the cores goes to the static analysis.
 nice run-clang-tidy -quiet -p build/release \
-    "$PWD/(app|processor|params|queltdb|link|transport|bench|fuzz|tests)/" \
+    "$PWD/(app|processor|params|queltdb|link|transport|master|tools|bench|fuzz|tests)/" \
     > build/clang-tidy.log 2>&1 &
 analysis=$!
 trap 'kill "$analysis" 2> /dev/null || true' EXIT

@@ -65,6 +65,10 @@ const Band& band_of(int channel, std::span<const Range> ranges) {
 
 }  // namespace
 
+std::span<const Country> countries() {
+    return kCountries;
+}
+
 const Country& find_country(std::string_view text) {
     for (const Country& country : kCountries) {
         if (text.starts_with(country.name))

@@ -37,6 +37,9 @@ struct Country {
     std::span<const Band> plan;
 };
 
+// All of them.
+std::span<const Country> countries();
+
 // The first country whose name `text` begins with; one with empty texts, zeros and no plan when
 // there is none.
 const Country& find_country(std::string_view text);

@@ -1,0 +1,26 @@
+// What goes wrong between a master and a module, by the stage at which it did.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+enum class Stage : std::uint8_t {
+    lock,      // another program asks this module, for longer than the call may take
+    connect,   // no connection
+    answer,    // no answer in time, or not a whole one
+    code,      // checksum or CRC of the answer wrong
+    sequence,  // sequence number of the answer not 0
+    command,   // an answer to something else
+    refused,   // the module refused the request
+};
+
+class Failure : public std::runtime_error {
+  public:
+    Failure(Stage stage, const std::string& message) : std::runtime_error(message), stage_(stage) {}
+
+    [[nodiscard]] Stage stage() const { return stage_; }
+
+  private:
+    Stage stage_;
+};

@@ -1,0 +1,101 @@
+// The connections to a module: the two of an exchange, and the empty ones that re-synchronise it.
+//
+// A request goes out on one connection, its answer is collected on another one. Both are half
+// closed at once, so whatever the module takes them for it sees their end; and whoever closes
+// first, the module's port can be bound again at once:
+//   - the module reads the request to its end: that end has come with the request's bytes;
+//   - the module takes the request connection for the collection of an answer that somebody left:
+//     bytes come on it. The request was not read then;
+//   - the module takes the collecting connection for a request: it reads its end and closes it.
+//     There is no answer then.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <string>
+
+#include "master/bytes.h"
+#include "master/deadline.h"
+#include "master/wire.h"
+
+struct Target {
+    std::string host = "127.0.0.1";  // a name or an IPv4 address
+    std::uint16_t port = 8001;
+};
+
+// "host:port".
+std::string name_of(const Target& target);
+
+// Throws a Failure when there is no such host.
+sockaddr_in address_of(const Target& target);
+
+// A connection, closed at the end of its life: normally, but by reset once the other side has
+// closed it, which then keeps nothing of it.
+class Socket {
+  public:
+    // Connects; throws a Failure.
+    Socket(const sockaddr_in& address, const Deadline& deadline);
+    ~Socket();
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+
+    [[nodiscard]] int descriptor() const { return descriptor_; }
+    [[nodiscard]] bool ended() const { return ended_; }
+    // Sends what there is, and with its last byte that nothing will follow. Throws a Failure.
+    void send_all(std::span<const std::uint8_t> bytes, const Deadline& deadline) const;
+    // Appends what has come to `bytes`. False when there is nothing and never will be.
+    bool read_some(Bytes& bytes);
+    // Reads up to the other side's end, and throws away what comes. False when the deadline was
+    // sooner or the flood too large; `any` tells whether something came.
+    bool read_to_end(const Deadline& deadline, bool& any);
+    // The close will be a reset.
+    void reset_at_end() { ended_ = true; }
+
+  private:
+    int descriptor_;
+    bool ended_ = false;
+};
+
+// One exchange with a module.
+class Line : public Wire {
+  public:
+    Line(const sockaddr_in& address, const Deadline& deadline)
+        : address_(address), deadline_(deadline) {}
+    ~Line() override;
+
+    void send(std::span<const std::uint8_t> frame) override;
+    std::optional<std::uint8_t> next() override;
+
+    // Why next() has no byte.
+    enum class End : std::uint8_t {
+        open,       // it has
+        deadline,   // none came in time
+        left_over,  // the request connection collected the answer to another request
+        closed,     // the module closed the collecting connection
+        flood,      // more came than an answer can hold
+    };
+    [[nodiscard]] End end() const { return end_; }
+    // The module may have got something of the request.
+    [[nodiscard]] bool connected() const { return request_.has_value(); }
+    [[nodiscard]] const Bytes& sent() const { return sent_; }
+    [[nodiscard]] const Bytes& received() const { return received_; }
+
+  private:
+    void fill();
+    void drain();
+
+    sockaddr_in address_;
+    Deadline deadline_;
+    std::optional<Socket> request_;
+    std::optional<Socket> collection_;
+    Bytes sent_;
+    Bytes received_;
+    std::size_t taken_ = 0;
+    End end_ = End::open;
+};
+
+// Brings a module back to between two frames, whatever it was sent before: as many connections
+// without a byte as end a reception that was begun. What was left uncollected is collected on the
+// way. Throws a Failure.
+void resynchronise(const sockaddr_in& address, const Deadline& deadline);

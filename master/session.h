@@ -1,0 +1,54 @@
+// A conversation with a module: requests and their answers, one after the other, with the target
+// locked and within one deadline.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "master/bytes.h"
+#include "master/deadline.h"
+#include "master/line.h"
+#include "master/target_lock.h"
+
+struct Request {
+    std::uint8_t command = 0;
+    Bytes info = {};
+    // It changes nothing, so it may be repeated.
+    bool reads = false;
+    // Whether an answer's info is one to this request; nullptr takes any.
+    bool (*answered_by)(const Request& request, std::span<const std::uint8_t> info) = nullptr;
+};
+
+struct Settings {
+    Target target = {};
+    std::chrono::milliseconds timeout{5000};
+    // How often a request that reads is repeated when its answer is damaged, missing, or one to
+    // something else.
+    unsigned retries = 2;
+    bool crc8_mode = false;
+    std::string trace_path = {};  // of the trace file; empty for none
+    // Told the bytes of each exchange, as they went over the wire.
+    std::function<void(const Bytes& sent, const Bytes& received)> on_exchange = {};
+};
+
+class Session {
+  public:
+    // Resolves and locks the target. All members throw Failures.
+    explicit Session(const Settings& settings);
+
+    // The answer's info. A request that the module refuses is a Failure.
+    Bytes ask(const Request& request);
+    // Brings the module back to between two frames. ask() does so by itself after an exchange,
+    // this program's or another's, that did not end well.
+    void resync();
+
+  private:
+    Bytes exchange(const Request& request);
+    void tell(const Line& line) const;
+
+    Settings settings_;
+    Deadline deadline_;
+    sockaddr_in address_;
+    TargetLock lock_;
+};

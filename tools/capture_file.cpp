@@ -1,0 +1,245 @@
+#include "tools/capture_file.h"
+
+#include <fmt/format.h>
+#include <pcap/pcap.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <tuple>
+
+#include "link/link_level.h"
+#include "master/parameters.h"
+#include "tools/report.h"
+
+namespace {
+
+using Packet = std::span<const std::uint8_t>;
+using Capture = std::unique_ptr<pcap_t, decltype(&pcap_close)>;
+
+Capture open_capture(const std::string& path, std::string& problem) {
+    std::array<char, PCAP_ERRBUF_SIZE> text{};
+    Capture capture(pcap_open_offline(path.c_str(), text.data()), pcap_close);
+    problem = text.data();
+    return capture;
+}
+
+double seconds(const timeval& time) {
+    constexpr double kMicrosecond = 1e-6;
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * kMicrosecond;
+}
+
+// A record of the trace file: the direction, then the record area up to the byte behind the
+// checksum, which is the CRC in CRC8 mode only.
+std::optional<CapturedFrame> traced_frame(Packet packet, double time) {
+    if (packet.size() < 1 + kInfoOffset + 2)
+        return std::nullopt;
+    const Packet area = packet.subspan(1);
+    CapturedFrame captured{.time = time};
+    captured.direction = packet[0] == 0 ? Direction::from_module : Direction::to_module;
+    std::memcpy(&captured.frame.record, area.data(), std::min(area.size(), sizeof(mensaje)));
+    mensaje& record = captured.frame.record;
+    record.comando = record.control & 0x0FU;
+    record.secuencia = (record.control >> 4U) & 0x07U;
+    const bool crc8_mode = (record.control & kCrc8ModeBit) != 0;
+    const std::size_t length = kInfoOffset + record.longitud + (crc8_mode ? 2U : 1U);
+    if (area.size() < length)
+        return std::nullopt;
+    captured.bytes.assign(area.begin(), area.begin() + static_cast<std::ptrdiff_t>(length));
+    captured.frame.length = length;
+    // The codes are those of the scrambled info.
+    captured.frame.result = kReceived;
+    mensaje coded = record;
+    const Bytes wire = wire_bytes(coded, crc8_mode);
+    const std::optional<ReadFrame> again = read_frame(wire);
+    const auto codes = [length](const mensaje& frame) {
+        return Packet(frame_area(frame), length).subspan(kInfoOffset + frame.longitud);
+    };
+    if (!again || record.inicio != kStartByte ||
+        !std::ranges::equal(codes(record), codes(again->record)))
+        captured.frame.result = kCodeError;
+    return captured;
+}
+
+// What the link layer puts before an IPv4 header; nothing for what is no IPv4.
+std::optional<std::size_t> network_offset(int link_type, Packet packet) {
+    const auto type_at = [&](std::size_t position) {
+        return packet.size() >= position + 2 ? number_in(packet.subspan(position, 2)) : 0;
+    };
+    constexpr std::uint32_t kIpv4 = 0x0800;
+    constexpr std::uint32_t kVlan = 0x8100;
+    switch (link_type) {
+        case DLT_EN10MB:
+            if (type_at(12) == kVlan)
+                return type_at(16) == kIpv4 ? std::optional<std::size_t>(18) : std::nullopt;
+            return type_at(12) == kIpv4 ? std::optional<std::size_t>(14) : std::nullopt;
+        case DLT_LINUX_SLL:
+            return type_at(14) == kIpv4 ? std::optional<std::size_t>(16) : std::nullopt;
+        case DLT_LINUX_SLL2:
+            return type_at(0) == kIpv4 ? std::optional<std::size_t>(20) : std::nullopt;
+        case DLT_NULL:
+        case DLT_LOOP:
+            return 4;
+        case DLT_RAW:
+        case DLT_IPV4:
+            return 0;
+        default:
+            return std::nullopt;
+    }
+}
+
+struct Segment {
+    std::uint32_t source, destination;
+    std::uint16_t source_port, destination_port;
+    std::uint32_t sequence;
+    bool begins;  // SYN: its number counts as a byte
+    Packet payload;
+};
+
+// RFC 791 and RFC 9293; a fragment or a header that is cut is nothing.
+std::optional<Segment> segment_in(Packet ip) {
+    constexpr std::size_t kSmallest = 20;
+    constexpr std::uint8_t kTcp = 6;
+    constexpr std::uint32_t kFragment = 0x3FFF;
+    if (ip.size() < kSmallest || ip[0] >> 4U != 4 || ip[9] != kTcp ||
+        (number_in(ip.subspan(6, 2)) & kFragment) != 0)
+        return std::nullopt;
+    const std::size_t ip_header = std::size_t{4} * (ip[0] & 0x0FU);
+    const std::size_t total = std::min<std::size_t>(number_in(ip.subspan(2, 2)), ip.size());
+    if (ip_header < kSmallest || total < ip_header + kSmallest)
+        return std::nullopt;
+    const Packet tcp = ip.subspan(ip_header, total - ip_header);
+    const std::size_t tcp_header = std::size_t{4} * (tcp[12] >> 4U);
+    if (tcp_header < kSmallest || tcp.size() < tcp_header)
+        return std::nullopt;
+    return Segment{.source = number_in(ip.subspan(12, 4)),
+                   .destination = number_in(ip.subspan(16, 4)),
+                   .source_port = static_cast<std::uint16_t>(number_in(tcp.first(2))),
+                   .destination_port = static_cast<std::uint16_t>(number_in(tcp.subspan(2, 2))),
+                   .sequence = number_in(tcp.subspan(4, 4)),
+                   .begins = (tcp[13] & 0x02U) != 0,
+                   .payload = tcp.subspan(tcp_header)};
+}
+
+// One direction of a connection.
+struct Flow {
+    struct Part {
+        double time;
+        Bytes bytes;
+    };
+    std::uint32_t first = 0;                   // the sequence number of its first byte
+    std::map<std::uint32_t, Part> parts = {};  // by the distance from it
+    Direction direction = Direction::unknown;
+};
+
+using FlowKey = std::tuple<std::uint32_t, std::uint16_t, std::uint32_t, std::uint16_t>;
+
+void add_segment(std::map<FlowKey, std::vector<Flow>>& flows, const Segment& segment, double time,
+                 std::uint16_t port) {
+    if (segment.source_port != port && segment.destination_port != port)
+        return;
+    std::vector<Flow>& connections =
+        flows[{segment.source, segment.source_port, segment.destination, segment.destination_port}];
+    if (segment.begins || connections.empty()) {
+        connections.push_back({.first = segment.sequence + (segment.begins ? 1 : 0),
+                               .direction = segment.destination_port == port
+                                                ? Direction::to_module
+                                                : Direction::from_module});
+    }
+    Flow& flow = connections.back();
+    const std::uint32_t distance = segment.sequence - flow.first;
+    constexpr std::uint32_t kBehind = 0x80000000;
+    if (segment.payload.empty() || distance >= kBehind)
+        return;
+    Flow::Part& part = flow.parts[distance];
+    if (part.bytes.size() < segment.payload.size())
+        part = {time, {segment.payload.begin(), segment.payload.end()}};
+}
+
+// The bytes up to the first that is missing, without what was sent twice.
+void add_frames_of(const Flow& flow, std::vector<CapturedFrame>& frames) {
+    Bytes bytes;
+    std::map<std::size_t, double> times;
+    for (const auto& [distance, part] : flow.parts) {
+        if (distance > bytes.size())
+            break;
+        times.try_emplace(bytes.size(), part.time);
+        const std::size_t known = bytes.size() - distance;
+        if (known < part.bytes.size())
+            bytes.insert(bytes.end(), part.bytes.begin() + static_cast<std::ptrdiff_t>(known),
+                         part.bytes.end());
+    }
+    std::size_t position = 0;
+    for (CapturedFrame& frame : frames_in(bytes)) {
+        position += frame.frame.skipped;
+        frame.time = std::prev(times.upper_bound(position))->second;
+        frame.direction = flow.direction;
+        position += frame.frame.length;
+        frames.push_back(std::move(frame));
+    }
+}
+
+// In a trace file of a master what it sent are the requests, in one of a module what it received.
+// A conversation begins with a request.
+void orient(std::vector<CapturedFrame>& frames) {
+    if (frames.empty() || frames.front().direction == Direction::to_module)
+        return;
+    for (CapturedFrame& frame : frames)
+        frame.direction =
+            frame.direction == Direction::to_module ? Direction::from_module : Direction::to_module;
+}
+
+}  // namespace
+
+bool is_capture(const std::string& path) {
+    std::string problem;
+    return open_capture(path, problem) != nullptr;
+}
+
+std::vector<CapturedFrame> read_capture(const std::string& path, std::uint16_t port) {
+    constexpr int kTrace = 147;
+    std::string problem;
+    const Capture capture = open_capture(path, problem);
+    if (capture == nullptr)
+        throw UsageError(problem);
+    const int link_type = pcap_datalink(capture.get());
+    std::vector<CapturedFrame> frames;
+    std::map<FlowKey, std::vector<Flow>> flows;
+    pcap_pkthdr* header = nullptr;
+    const unsigned char* data = nullptr;
+    int result = 0;
+    while ((result = pcap_next_ex(capture.get(), &header, &data)) == 1) {
+        const Packet packet(data, header->caplen);
+        const double time = seconds(header->ts);
+        if (link_type == kTrace) {
+            if (std::optional<CapturedFrame> frame = traced_frame(packet, time))
+                frames.push_back(std::move(*frame));
+        } else if (const auto offset = network_offset(link_type, packet);
+                   offset && *offset <= packet.size()) {
+            if (const auto segment = segment_in(packet.subspan(*offset)))
+                add_segment(flows, *segment, time, port);
+        }
+    }
+    if (result == PCAP_ERROR)
+        throw UsageError(fmt::format("{}: {}", path, pcap_geterr(capture.get())));
+    if (link_type == kTrace)
+        orient(frames);
+    for (const auto& [key, connections] : flows) {
+        for (const Flow& flow : connections)
+            add_frames_of(flow, frames);
+    }
+    std::ranges::stable_sort(frames, {}, &CapturedFrame::time);
+    return frames;
+}
+
+std::vector<CapturedFrame> frames_in(std::span<const std::uint8_t> bytes) {
+    std::vector<CapturedFrame> frames;
+    while (std::optional<ReadFrame> frame = read_frame(bytes)) {
+        const auto of_frame = bytes.subspan(frame->skipped, frame->length);
+        bytes = bytes.subspan(frame->skipped + frame->length);
+        frames.push_back({.bytes = {of_frame.begin(), of_frame.end()}, .frame = *frame});
+    }
+    return frames;
+}

@@ -1,0 +1,30 @@
+// The frames of a capture file: a trace file of this project, or TCP as tcpdump records it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "master/bytes.h"
+#include "master/frame.h"
+
+enum class Direction : std::uint8_t { unknown, to_module, from_module };
+
+struct CapturedFrame {
+    double time = 0;  // seconds since 1970; 0 when it is not known
+    Direction direction = Direction::unknown;
+    Bytes bytes = {};  // as on the wire; of a trace file without stuffing, the info plain
+    ReadFrame frame = {};
+};
+
+// True when the file is a capture file.
+bool is_capture(const std::string& path);
+
+// The frames in the order in which they began. In TCP those from and to `port`; in a trace file the
+// direction of the first record is that of the requests, whoever wrote it. Throws a UsageError when
+// the file cannot be read.
+std::vector<CapturedFrame> read_capture(const std::string& path, std::uint16_t port);
+
+// The frames in a run of bytes.
+std::vector<CapturedFrame> frames_in(std::span<const std::uint8_t> bytes);
