@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "master/bytes.h"
-#include "master/session.h"
+#include "master/request.h"
 #include "processor/answer_block.h"
 #include "processor/subcommands.h"
 

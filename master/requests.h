@@ -4,16 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "master/session.h"
-
-// Command codes.
-constexpr std::uint8_t kStatusCommand = 0;
-constexpr std::uint8_t kConfigurationCommand = 1;
-constexpr std::uint8_t kStatusCommand2 = 2;  // the same request as 0
-constexpr std::uint8_t kWriteCommand = 3;
-constexpr std::uint8_t kIdentificationCommand = 4;
-
-constexpr std::uint8_t kRefusedLength = 255;  // of the answer to a write that is refused
+#include "master/request.h"
 
 // Sub-commands of the write command that do more than store a parameter.
 constexpr std::uint8_t kTimeCode = 72;

@@ -8,7 +8,6 @@
 #include "link/trace_file.h"
 #include "master/failure.h"
 #include "master/frame.h"
-#include "master/requests.h"
 
 namespace {
 

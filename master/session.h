@@ -9,16 +9,8 @@
 #include "master/bytes.h"
 #include "master/deadline.h"
 #include "master/line.h"
+#include "master/request.h"
 #include "master/target_lock.h"
-
-struct Request {
-    std::uint8_t command = 0;
-    Bytes info = {};
-    // It changes nothing, so it may be repeated.
-    bool reads = false;
-    // Whether an answer's info is one to this request; nullptr takes any.
-    bool (*answered_by)(const Request& request, std::span<const std::uint8_t> info) = nullptr;
-};
 
 struct Settings {
     Target target = {};

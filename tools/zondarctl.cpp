@@ -254,7 +254,7 @@ Report run(const Invocation& invocation) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     const auto start = std::chrono::steady_clock::now();
     CommandLine line;
     Report report;
@@ -270,8 +270,9 @@ int main(int argc, char** argv) {
     print(report, line.command(), target_of(invocation), std::chrono::steady_clock::now() - start,
           invocation.style);
     constexpr int kUnknown = 3;  // of a monitoring plugin
-    return line.is_check() && report.status == kUsage && report.error &&
-                   report.error->stage == "usage"
-               ? kUnknown
-               : report.status;
+    const bool misused = report.error && report.error->stage == "usage";
+    return line.is_check() && misused ? kUnknown : report.status;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "zondarctl: %s\n", error.what());
+    return kUsage;
 }
