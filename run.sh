@@ -5,11 +5,11 @@
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")"
 
-readonly board=build/board pause=5
+readonly board=build/board tool=build/release/tools/zondarctl pause=5
 
 tools/install-dependencies run
 cmake --preset release > /dev/null
-cmake --build --preset release --target zondar_net_receiver
+cmake --build --preset release --target zondar_net_receiver zondarctl
 board/make "$board"
 
 # A user namespace of its own leaves it no right to set this machine's clock. A closed answer
@@ -25,20 +25,15 @@ start_daemon() {
         /quelt/db/config_local.sqlite /quelt/db/temp_local.sqlite
 }
 
-show_exchange() {
-    local request="printf '\\xa5\\x04\\0\\0\\0\\0\\xfc' | socat -u - TCP:127.0.0.1:8001"
-    local answer='socat -u TCP:127.0.0.1:8001,linger=0,end-close - | xxd'
+show_status() {
     cat << END
 
-The daemon answers on port 8001. From any terminal, an identification request goes out on one
-connection and its answer is collected on a second one:
+The daemon answers on port 8001. From any terminal:
 
-    $request
-    $answer
+    $ $tool status
+$("$tool" status 2>&1 | sed 's/^/    /')
 
-$(eval "$request"; eval "$answer")
-
-The board's databases are in $board/db. Ctrl-C ends the daemon.
+$tool --help has more. The board's databases are in $board/db. Ctrl-C ends the daemon.
 
 END
 }
@@ -56,7 +51,7 @@ while true; do
         printf 'daemon | %s\n' "$line"
         if [[ -z $shown && $line == *': ready...' ]]; then
             shown=yes
-            show_exchange &
+            show_status &
         fi
     done
     exec {lines}<&-

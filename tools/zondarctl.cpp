@@ -36,6 +36,12 @@ struct Words {
     SlaveArguments slave = {};
 };
 
+// Told by the help of the option, not by its type.
+template <typename Number>
+CLI::Validator within(Number least, Number most) {
+    return CLI::Range(least, most).description("");
+}
+
 void tell_exchange(const Bytes& sent, const Bytes& received) {
     fmt::print(stderr, "Tx:{}{}\nRx:{}{}\n", sent.empty() ? "" : " ", hex_digits(sent),
                received.empty() ? "" : " ", hex_digits(received));
@@ -97,16 +103,20 @@ class CommandLine {
     void add_options() {
         Settings& settings = it_.options.settings;
         app_.add_option("--host", settings.target.host, "name or IPv4 address of the module")
+            ->type_name("HOST")
             ->capture_default_str();
         app_.add_option("--port", settings.target.port, "its TCP port")
-            ->check(CLI::Range(1, 65535))
+            ->type_name("PORT")
+            ->check(within(1, 65535))
             ->capture_default_str();
         app_.add_option("-t,--timeout", it_.timeout, "seconds that the whole call may take")
-            ->check(CLI::Range(0.001, 86400.0))
+            ->type_name("SECONDS")
+            ->check(within(0.001, 86400.0))
             ->capture_default_str();
         app_.add_option("-r,--retries", settings.retries,
                         "how often a request that only reads is repeated")
-            ->check(CLI::Range(0, 100))
+            ->type_name("N")
+            ->check(within(0, 100))
             ->capture_default_str();
         app_.add_flag("--crc8", settings.crc8_mode, "send requests in CRC8 mode");
         app_.add_flag("--json", it_.style.json, "one JSON object instead of lines");
@@ -135,7 +145,7 @@ class CommandLine {
         add(app_, "config", "its configuration, or one block of it",
             [this] { return show_configuration(it_.options, words_.block); })
             ->add_option("BLOCK", words_.block, "1 or 2")
-            ->check(CLI::Range(1, 2));
+            ->check(within(1, 2));
         add(app_, "get", "parameters by name", [this] { return get(it_.options, words_.names); })
             ->add_option("NAME", words_.names, "such as EntradaAV.0.Brillo")
             ->required();
@@ -151,10 +161,12 @@ class CommandLine {
         CLI::App* const watching = add(app_, "watch", "the status again and again, until Ctrl-C",
                                        [this] { return watch_on(); });
         watching->add_option("-n,--interval", words_.watch.interval, "seconds in between")
-            ->check(CLI::Range(0.0, 86400.0))
+            ->type_name("SECONDS")
+            ->check(within(0.0, 86400.0))
             ->capture_default_str();
         watching->add_option("--count", words_.watch.count, "how often")
-            ->check(CLI::Range(1U, UINT32_MAX));
+            ->type_name("N")
+            ->check(within(1U, UINT32_MAX));
         add(app_, "resync", "bring the module back to between two frames",
             [this] { return resync(it_.options); });
     }
@@ -196,7 +208,7 @@ class CommandLine {
             for (const auto& [name, member] : row.arguments)
                 command->add_option(name, words_.slave.*member)->required();
             for (const auto& [name, member] : row.options)
-                command->add_option(name, words_.slave.*member);
+                command->add_option(name, words_.slave.*member)->type_name("TEXT");
         }
     }
 
@@ -208,7 +220,9 @@ class CommandLine {
             },
             false);
         encoding->add_option("WORDS", words_.names, "COMMAND [HEX...] or NAME VALUE")->required();
-        encoding->add_option("--sequence", words_.sequence)->check(CLI::Range(0, 7));
+        encoding->add_option("--sequence", words_.sequence, "0 to 7")
+            ->type_name("N")
+            ->check(within(0, 7));
         add(
             app_, "decode", "frames, from hexadecimal digits, a trace file or a TCP capture",
             [this] { return decode(words_.names, it_.options.settings.target.port); }, false)
