@@ -107,6 +107,10 @@ void Socket::send_all(std::span<const std::uint8_t> bytes, const Deadline& deadl
         if (!wait_for(descriptor_, POLLOUT, deadline))
             throw Failure(Stage::answer, "time-out while the request was sent");
     }
+    end_sending();
+}
+
+void Socket::end_sending() const {
     shutdown(descriptor_, SHUT_WR);
 }
 
@@ -146,7 +150,6 @@ void Line::send(std::span<const std::uint8_t> frame) {
     sent_.assign(frame.begin(), frame.end());
     request_->send_all(frame, deadline_);
     collection_.emplace(address_, deadline_);
-    collection_->send_all({}, deadline_);
 }
 
 std::optional<std::uint8_t> Line::next() {
@@ -175,6 +178,8 @@ void Line::fill() {
         request_->read_some(left_over);
         if (!left_over.empty())
             drain();
+        else if (request_->ended())
+            collection_->end_sending();
     }
 }
 
@@ -182,6 +187,7 @@ void Line::fill() {
 void Line::drain() {
     bool any = false;
     request_->read_to_end(deadline_, any);
+    collection_->end_sending();
     collection_->read_to_end(deadline_, any);
     end_ = End::left_over;
 }
@@ -189,7 +195,7 @@ void Line::drain() {
 void resynchronise(const sockaddr_in& address, const Deadline& deadline) {
     for (int failed = 0; failed < kFailedReads; ++failed) {
         Socket empty(address, deadline);
-        empty.send_all({}, deadline);
+        empty.end_sending();
         bool any = false;
         if (!empty.read_to_end(deadline, any))
             throw Failure(Stage::answer,

@@ -1,13 +1,14 @@
 // The connections to a module: the two of an exchange, and the empty ones that re-synchronise it.
 //
-// A request goes out on one connection, its answer is collected on another one. Both are half
-// closed at once, so whatever the module takes them for it sees their end; and whoever closes
-// first, the module's port can be bound again at once:
-//   - the module reads the request to its end: that end has come with the request's bytes;
-//   - the module takes the request connection for the collection of an answer that somebody left:
-//     bytes come on it. The request was not read then;
-//   - the module takes the collecting connection for a request: it reads its end and closes it.
-//     There is no answer then.
+// A request goes out on one connection, its answer is collected on another one. The module takes
+// what it accepts for what it needs next, so the two can be swapped; the request connection tells:
+//   - nothing comes on it: the module has read the request, and its end with it;
+//   - bytes come on it: it collected an answer that somebody left, and the request was not read;
+//   - the module closes it before there is an answer: there will be none, and the collecting
+//     connection is the next one that is read. Half closed then, it ends, too.
+// The side that closes first keeps the connection in its kernel for a while, and the module's port
+// with it. So the request connection is half closed with the request, and one that the module has
+// closed is ended by reset.
 #pragma once
 
 #include <netinet/in.h>
@@ -42,8 +43,10 @@ class Socket {
 
     [[nodiscard]] int descriptor() const { return descriptor_; }
     [[nodiscard]] bool ended() const { return ended_; }
-    // Sends what there is, and with its last byte that nothing will follow. Throws a Failure.
+    // Sends all, and with the last byte that nothing will follow. Throws a Failure.
     void send_all(std::span<const std::uint8_t> bytes, const Deadline& deadline) const;
+    // Says that nothing will be sent any more.
+    void end_sending() const;
     // Appends what has come to `bytes`. False when there is nothing and never will be.
     bool read_some(Bytes& bytes);
     // Reads up to the other side's end, and throws away what comes. False when the deadline was
