@@ -215,24 +215,31 @@ Items configuration(Info info) {
     return info.empty() ? Items() : items_at(configuration_block(info[0]), info);
 }
 
-Items slave_answer(Info info) {
-    if (info.empty())
-        return {};
-    switch (info[0]) {
+std::span<const Place> slave_answer_places(std::uint8_t code) {
+    switch (code) {
         case kPendingStateCode:
-            return items_at(kPendingState, info);
+            return kPendingState;
         case kEncoderCode:
-            return encoder(info);
+            return kChannel;
         case kEncoderStatusCode:
-            return items_at(kEncoderStatus, info);
+            return kEncoderStatus;
         case kRegisterCode:
-            return items_at(kRegistration, info);
+            return kRegistration;
         case kUpgradeCode:
-            return info.size() == kUpgradeLength ? items_at(kUpgrade, info)
-                                                 : items_at(kNoSlave, info);
+            return kUpgrade;
         default:
             return {};
     }
+}
+
+Items slave_answer(Info info) {
+    if (info.empty())
+        return {};
+    if (info[0] == kEncoderCode)
+        return encoder(info);
+    if (info[0] == kUpgradeCode && info.size() != kUpgradeLength)
+        return items_at(kNoSlave, info);
+    return items_at(slave_answer_places(info[0]), info);
 }
 
 Meaning meaning_of(const mensaje& frame) {

@@ -42,6 +42,10 @@ const char* clock_name(const Field& field);
 
 std::span<const Place> identification_places();
 std::span<const Place> status_places();
+// Behind the sub-command in the answers to slave modules; of 106 it has the channel only, the
+// settings behind it being encoder_settings(). None for sub-commands that are answered without
+// info.
+std::span<const Place> slave_answer_places(std::uint8_t code);
 
 Items identification(std::span<const std::uint8_t> info);
 Items status(std::span<const std::uint8_t> info);
