@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -19,11 +20,16 @@ namespace {
 using Packet = std::span<const std::uint8_t>;
 using Capture = std::unique_ptr<pcap_t, decltype(&pcap_close)>;
 
-Capture open_capture(const std::string& path, std::string& problem) {
-    std::array<char, PCAP_ERRBUF_SIZE> text{};
-    Capture capture(pcap_open_offline(path.c_str(), text.data()), pcap_close);
-    problem = text.data();
-    return capture;
+// Null for what is no capture file. Borrows the content.
+Capture open_capture(const std::string& content) {
+    std::array<char, PCAP_ERRBUF_SIZE> problem{};
+    std::FILE* const file = content.empty()
+                                ? nullptr
+                                : fmemopen(const_cast<char*>(content.data()), content.size(), "r");
+    pcap_t* const handle = file == nullptr ? nullptr : pcap_fopen_offline(file, problem.data());
+    if (handle == nullptr && file != nullptr)
+        std::fclose(file);
+    return {handle, pcap_close};
 }
 
 double seconds(const timeval& time) {
@@ -193,17 +199,13 @@ void orient(std::vector<CapturedFrame>& frames) {
 
 }  // namespace
 
-bool is_capture(const std::string& path) {
-    std::string problem;
-    return open_capture(path, problem) != nullptr;
+bool is_capture(const std::string& content) {
+    return open_capture(content) != nullptr;
 }
 
-std::vector<CapturedFrame> read_capture(const std::string& path, std::uint16_t port) {
+std::vector<CapturedFrame> read_capture(const std::string& content, std::uint16_t port) {
     constexpr int kTrace = 147;
-    std::string problem;
-    const Capture capture = open_capture(path, problem);
-    if (capture == nullptr)
-        throw UsageError(problem);
+    const Capture capture = open_capture(content);
     const int link_type = pcap_datalink(capture.get());
     std::vector<CapturedFrame> frames;
     std::map<FlowKey, std::vector<Flow>> flows;
@@ -223,7 +225,7 @@ std::vector<CapturedFrame> read_capture(const std::string& path, std::uint16_t p
         }
     }
     if (result == PCAP_ERROR)
-        throw UsageError(fmt::format("{}: {}", path, pcap_geterr(capture.get())));
+        throw UsageError(fmt::format("the capture is broken: {}", pcap_geterr(capture.get())));
     if (link_type == kTrace)
         orient(frames);
     for (const auto& [key, connections] : flows) {

@@ -18,13 +18,13 @@ struct CapturedFrame {
     ReadFrame frame = {};
 };
 
-// True when the file is a capture file.
-bool is_capture(const std::string& path);
+// True for the content of a capture file.
+bool is_capture(const std::string& content);
 
 // The frames in the order in which they began. In TCP those from and to `port`; in a trace file the
-// direction of the first record is that of the requests, whoever wrote it. Throws a UsageError when
-// the file cannot be read.
-std::vector<CapturedFrame> read_capture(const std::string& path, std::uint16_t port);
+// direction of the first record is that of the requests, whoever wrote it. Throws a UsageError
+// when the capture is broken.
+std::vector<CapturedFrame> read_capture(const std::string& content, std::uint16_t port);
 
 // The frames in a run of bytes.
 std::vector<CapturedFrame> frames_in(std::span<const std::uint8_t> bytes);

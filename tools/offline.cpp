@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -114,22 +116,29 @@ std::string text_of_stream(std::istream& stream) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-Bytes hex_of(const std::string& text) {
-    std::optional<Bytes> bytes = from_hex(text);
-    if (!bytes)
-        throw UsageError("neither hexadecimal digits nor a capture file");
-    return *bytes;
+std::string text_of_file(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw UsageError(fmt::format("{}: {}", path, std::strerror(errno)));
+    return text_of_stream(file);
 }
 
-std::vector<CapturedFrame> frames_of(const std::vector<std::string>& words, std::uint16_t port) {
+// What the words mean, read once: a pipe gives it no second time.
+std::string content_of(const std::vector<std::string>& words) {
     if (words.empty() || (words.size() == 1 && words[0] == "-"))
-        return frames_in(hex_of(text_of_stream(std::cin)));
-    if (words.size() > 1 || !is_file(words[0]))
-        return frames_in(hex_of(fmt::format("{}", fmt::join(words, " "))));
-    if (is_capture(words[0]))
-        return read_capture(words[0], port);
-    std::ifstream file(words[0]);
-    return frames_in(hex_of(text_of_stream(file)));
+        return text_of_stream(std::cin);
+    if (words.size() == 1 && is_file(words[0]))
+        return text_of_file(words[0]);
+    return fmt::format("{}", fmt::join(words, " "));
+}
+
+std::vector<CapturedFrame> frames_of(const std::string& content, std::uint16_t port) {
+    if (is_capture(content))
+        return read_capture(content, port);
+    const std::optional<Bytes> bytes = from_hex(content);
+    if (!bytes)
+        throw UsageError("neither hexadecimal digits nor a capture file");
+    return frames_in(*bytes);
 }
 
 Request request_of(const std::vector<std::string>& words) {
@@ -156,7 +165,7 @@ Report encode(const std::vector<std::string>& words, bool crc8_mode, unsigned se
 
 Report decode(const std::vector<std::string>& words, std::uint16_t port) {
     Report report{.data = {{"frames", Json::array()}}};
-    for (const CapturedFrame& captured : frames_of(words, port))
+    for (const CapturedFrame& captured : frames_of(content_of(words), port))
         put_frame(report, captured);
     if (report.data["frames"].empty())
         report.fail(kNoAnswer, "answer", "no frame");
