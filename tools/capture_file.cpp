@@ -32,14 +32,14 @@ Capture open_capture(const std::string& content) {
     return {handle, pcap_close};
 }
 
-double seconds(const timeval& time) {
-    constexpr double kMicrosecond = 1e-6;
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * kMicrosecond;
+std::int64_t microseconds(const timeval& time) {
+    constexpr std::int64_t kSecond = 1000000;
+    return time.tv_sec * kSecond + time.tv_usec;
 }
 
 // A record of the trace file: the direction, then the record area up to the byte behind the
 // checksum, which is the CRC in CRC8 mode only.
-std::optional<CapturedFrame> traced_frame(Packet packet, double time) {
+std::optional<CapturedFrame> traced_frame(Packet packet, std::int64_t time) {
     if (packet.size() < 1 + kInfoOffset + 2)
         return std::nullopt;
     const Packet area = packet.subspan(1);
@@ -132,7 +132,7 @@ std::optional<Segment> segment_in(Packet ip) {
 // One direction of a connection.
 struct Flow {
     struct Part {
-        double time;
+        std::int64_t time;
         Bytes bytes;
     };
     std::uint32_t first = 0;                   // the sequence number of its first byte
@@ -142,8 +142,8 @@ struct Flow {
 
 using FlowKey = std::tuple<std::uint32_t, std::uint16_t, std::uint32_t, std::uint16_t>;
 
-void add_segment(std::map<FlowKey, std::vector<Flow>>& flows, const Segment& segment, double time,
-                 std::uint16_t port) {
+void add_segment(std::map<FlowKey, std::vector<Flow>>& flows, const Segment& segment,
+                 std::int64_t time, std::uint16_t port) {
     if (segment.source_port != port && segment.destination_port != port)
         return;
     std::vector<Flow>& connections =
@@ -167,7 +167,7 @@ void add_segment(std::map<FlowKey, std::vector<Flow>>& flows, const Segment& seg
 // The bytes up to the first that is missing, without what was sent twice.
 void add_frames_of(const Flow& flow, std::vector<CapturedFrame>& frames) {
     Bytes bytes;
-    std::map<std::size_t, double> times;
+    std::map<std::size_t, std::int64_t> times;
     for (const auto& [distance, part] : flow.parts) {
         if (distance > bytes.size())
             break;
@@ -214,7 +214,7 @@ std::vector<CapturedFrame> read_capture(const std::string& content, std::uint16_
     int result = 0;
     while ((result = pcap_next_ex(capture.get(), &header, &data)) == 1) {
         const Packet packet(data, header->caplen);
-        const double time = seconds(header->ts);
+        const std::int64_t time = microseconds(header->ts);
         if (link_type == kTrace) {
             if (std::optional<CapturedFrame> frame = traced_frame(packet, time))
                 frames.push_back(std::move(*frame));

@@ -12,7 +12,7 @@
 enum class Direction : std::uint8_t { unknown, to_module, from_module };
 
 struct CapturedFrame {
-    double time = 0;  // seconds since 1970; 0 when it is not known
+    std::int64_t time = 0;  // microseconds since 1970; 0 when it is not known
     Direction direction = Direction::unknown;
     Bytes bytes = {};  // as on the wire; of a trace file without stuffing, the info plain
     ReadFrame frame = {};

@@ -53,11 +53,9 @@ const char* name_of(Direction direction) {
 std::string time_of(const CapturedFrame& captured) {
     if (captured.time == 0)
         return "";
-    constexpr int kMicroseconds = 1000000;
-    const auto whole = static_cast<std::time_t>(captured.time);
-    const auto fraction =
-        static_cast<int>((captured.time - static_cast<double>(whole)) * kMicroseconds);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(whole), fraction);
+    constexpr std::int64_t kSecond = 1000000;
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(captured.time / kSecond),
+                       captured.time % kSecond);
 }
 
 Json frame_json(const CapturedFrame& captured, const Meaning& meaning) {
