@@ -171,11 +171,12 @@ void add_frames_of(const Flow& flow, std::vector<CapturedFrame>& frames) {
     for (const auto& [distance, part] : flow.parts) {
         if (distance > bytes.size())
             break;
-        times.try_emplace(bytes.size(), part.time);
         const std::size_t known = bytes.size() - distance;
-        if (known < part.bytes.size())
-            bytes.insert(bytes.end(), part.bytes.begin() + static_cast<std::ptrdiff_t>(known),
-                         part.bytes.end());
+        if (known >= part.bytes.size())
+            continue;
+        times.try_emplace(bytes.size(), part.time);
+        bytes.insert(bytes.end(), part.bytes.begin() + static_cast<std::ptrdiff_t>(known),
+                     part.bytes.end());
     }
     std::size_t position = 0;
     for (CapturedFrame& frame : frames_in(bytes)) {
