@@ -37,6 +37,20 @@ std::int64_t microseconds(const timeval& time) {
     return time.tv_sec * kSecond + time.tv_usec;
 }
 
+// True when the codes behind the info are those of the frame with this info, plain.
+bool codes_fit(const mensaje& record, std::size_t length, bool crc8_mode) {
+    const std::optional<ReadFrame> again = read_frame(wire_bytes(record, crc8_mode));
+    const auto codes = [length](const mensaje& frame) {
+        return Packet(frame_area(frame), length).subspan(kInfoOffset + frame.longitud);
+    };
+    return again && std::ranges::equal(codes(record), codes(again->record));
+}
+
+void scramble(mensaje& record) {
+    for (std::uint8_t& byte : std::span(record.info, record.longitud))
+        byte ^= kScramble;
+}
+
 // A record of the trace file: the direction, then the record area up to the byte behind the
 // checksum, which is the CRC in CRC8 mode only.
 std::optional<CapturedFrame> traced_frame(Packet packet, std::int64_t time) {
@@ -53,19 +67,23 @@ std::optional<CapturedFrame> traced_frame(Packet packet, std::int64_t time) {
     const std::size_t length = kInfoOffset + record.longitud + (crc8_mode ? 2U : 1U);
     if (area.size() < length)
         return std::nullopt;
-    captured.bytes.assign(area.begin(), area.begin() + static_cast<std::ptrdiff_t>(length));
     captured.frame.length = length;
-    // The codes are those of the scrambled info.
     captured.frame.result = kReceived;
-    mensaje coded = record;
-    const Bytes wire = wire_bytes(coded, crc8_mode);
-    const std::optional<ReadFrame> again = read_frame(wire);
-    const auto codes = [length](const mensaje& frame) {
-        return Packet(frame_area(frame), length).subspan(kInfoOffset + frame.longitud);
-    };
-    if (!again || record.inicio != kStartByte ||
-        !std::ranges::equal(codes(record), codes(again->record)))
+    if (record.inicio != kStartByte) {
+        captured.frame.result = kTimeout;  // what is written when nothing came
+    } else if (!codes_fit(record, length, crc8_mode)) {
         captured.frame.result = kCodeError;
+        // Of a frame with another sequence number the info is as on the wire.
+        if (crc8_mode) {
+            scramble(record);
+            if (codes_fit(record, length, crc8_mode))
+                captured.frame.result = kReceived;
+            else
+                scramble(record);
+        }
+    }
+    const Packet bytes(frame_area(record), length);
+    captured.bytes.assign(bytes.begin(), bytes.end());
     return captured;
 }
 
