@@ -166,14 +166,15 @@ void add_segment(std::map<FlowKey, std::vector<Flow>>& flows, const Segment& seg
         return;
     std::vector<Flow>& connections =
         flows[{segment.source, segment.source_port, segment.destination, segment.destination_port}];
+    const std::uint32_t sequence = segment.sequence + (segment.begins ? 1 : 0);  // of its payload
     if (segment.begins || connections.empty()) {
-        connections.push_back({.first = segment.sequence + (segment.begins ? 1 : 0),
+        connections.push_back({.first = sequence,
                                .direction = segment.destination_port == port
                                                 ? Direction::to_module
                                                 : Direction::from_module});
     }
     Flow& flow = connections.back();
-    const std::uint32_t distance = segment.sequence - flow.first;
+    const std::uint32_t distance = sequence - flow.first;
     constexpr std::uint32_t kBehind = 0x80000000;
     if (segment.payload.empty() || distance >= kBehind)
         return;
