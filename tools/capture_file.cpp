@@ -32,9 +32,13 @@ Capture open_capture(const std::string& content) {
     return {handle, pcap_close};
 }
 
+// 0 for a time that no capture was taken at.
 std::int64_t microseconds(const timeval& time) {
     constexpr std::int64_t kSecond = 1000000;
-    return time.tv_sec * kSecond + time.tv_usec;
+    constexpr std::int64_t kYear10000 = 253402300800;
+    if (time.tv_sec < 0 || time.tv_sec >= kYear10000)
+        return 0;
+    return std::max<std::int64_t>(time.tv_sec * kSecond + time.tv_usec, 0);
 }
 
 // True when the codes behind the info are those of the frame with this info, plain.
