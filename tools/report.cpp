@@ -45,8 +45,10 @@ Character first_character(std::string_view text) {
     const std::size_t length = std::mbrtowc(&code, text.data(), text.size(), &state);
     uselocale(before);
     constexpr auto kNone = static_cast<std::size_t>(-2);
+    // The library takes the longer sequences of old, too.
+    constexpr wchar_t kLast = 0x10FFFF;
     const bool surrogate = code >= 0xD800 && code < 0xE000;
-    if (length >= kNone || surrogate)
+    if (length >= kNone || surrogate || code > kLast)
         return {0, 0};
     return {std::max<std::size_t>(length, 1), code};  // a NUL has the length 0
 }
