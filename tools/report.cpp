@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 
 #include "master/bytes.h"
@@ -119,6 +121,10 @@ Json envelope(const Report& report, std::string_view command,
     return object;
 }
 
+void put_error(const std::string& message) {
+    std::fputs(fmt::format("zondarctl: {}\n", printable(message)).c_str(), stderr);
+}
+
 }  // namespace
 
 void Report::fail(const Failure& failure) {
@@ -138,15 +144,15 @@ bool color_wanted() {
 
 void print(const Report& report, std::string_view command, const std::optional<std::string>& target,
            std::chrono::steady_clock::duration elapsed, const Style& style) {
-    if (style.json)
-        fmt::print("{}\n",
-                   envelope(report, command, target, elapsed)
-                       .dump(style.compact ? -1 : 2, ' ', false, Json::error_handler_t::replace));
-    else
-        fmt::print("{}", aligned(report.lines, style.color));
-    std::fflush(stdout);
+    const std::string text = style.json ? envelope(report, command, target, elapsed)
+                                                  .dump(style.compact ? -1 : 2, ' ', false,
+                                                        Json::error_handler_t::replace) +
+                                              "\n"
+                                        : aligned(report.lines, style.color);
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+        put_error(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
     if (report.error)
-        fmt::print(stderr, "zondarctl: {}\n", printable(report.error->message));
+        put_error(report.error->message);
 }
 
 std::string printable(std::string_view text) {

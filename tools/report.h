@@ -70,7 +70,8 @@ struct Style {
 // True when standard output is a terminal that may be coloured.
 bool color_wanted();
 
-// The report on standard output, its error in one line on standard error.
+// The report on standard output, its error in one line on standard error. What standard output does
+// not take is an error of its own there, and leaves the stream's error indicator set.
 void print(const Report& report, std::string_view command, const std::optional<std::string>& target,
            std::chrono::steady_clock::duration elapsed, const Style& style);
 

@@ -283,6 +283,8 @@ int main(int argc, char** argv) try {
     const Invocation& invocation = line.invocation();
     print(report, line.command(), target_of(invocation), std::chrono::steady_clock::now() - start,
           invocation.style);
+    if (std::ferror(stdout) != 0)
+        report.fail(kUsage, "usage", "the answer could not be written");
     constexpr int kUnknown = 3;  // of a monitoring plugin
     const bool misused = report.error && report.error->stage == "usage";
     return line.is_check() && misused ? kUnknown : report.status;
