@@ -1,5 +1,7 @@
 // docs/protocol.md against the daemon: its tables against the daemon's own, every frame by sending
 // it, every column by looking for it.
+#include "tests/support/protocol_document.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,7 +10,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <iterator>
-#include <regex>
 #include <set>
 #include <span>
 #include <sstream>
@@ -37,52 +38,12 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAreArray;
 
-using Row = std::vector<std::string>;  // the cells of a line
-
-std::vector<std::string> lines() {
-    std::istringstream document(read_file(ZONDAR_SOURCE_DIR "/docs/protocol.md"));
-    std::vector<std::string> all;
-    for (std::string line; std::getline(document, line);)
-        all.push_back(line);
-    return all;
-}
-
-Row cells_of(const std::string& line) {
-    Row row;
-    const std::regex cell(R"(\| ?(.*?) ?(?=\|))");
-    for (std::sregex_iterator at(line.begin(), line.end(), cell), end; at != end; ++at)
-        row.push_back((*at)[1]);
-    return row;
-}
-
-// The rows of every table with this head that stands below the heading, up to the next heading of
-// that kind; below any without.
-std::vector<Row> table(const std::string& head, const std::string& heading = "") {
-    std::vector<Row> rows;
-    bool below = heading.empty();
-    bool inside = false;
-    for (const std::string& line : lines()) {
-        if (line.starts_with("#") && !heading.empty())
-            below = line.ends_with("# " + heading);
-        if (line.starts_with(head)) {
-            inside = below;
-        } else if (!line.starts_with("|")) {
-            inside = false;
-        } else if (inside && !line.starts_with("|---")) {
-            rows.push_back(cells_of(line));
-        }
-    }
-    return rows;
-}
-
-// What stands in backquotes in a cell.
-std::vector<std::string> quoted(const std::string& cell) {
-    std::vector<std::string> texts;
-    const std::regex code("`(.*?)`");
-    for (std::sregex_iterator at(cell.begin(), cell.end(), code), end; at != end; ++at)
-        texts.push_back((*at)[1]);
-    return texts;
-}
+using document::layout;
+using document::lines;
+using document::Place;
+using document::quoted;
+using document::Row;
+using document::table;
 
 std::vector<Row> subcommand_rows() {
     return table("| Code | Name in the log");
@@ -261,46 +222,6 @@ TEST_F(DocumentedDaemon, AnswersTheFramesAsShown) {
         }
         EXPECT_EQ(answer, each.answer);
     }
-}
-
-// A line of a layout, for one of its channels or services.
-struct Place {
-    std::size_t position;
-    std::size_t width;
-    std::string content;
-};
-
-// "2 + 10c" stands for positions 2 and 12, and its columns have the same letter for 0 and 1.
-std::vector<Place> layout(const std::string& heading, bool of_one_channel = false) {
-    std::vector<Place> places;
-    for (const Row& row : table("| Position | Width | Content |", heading)) {
-        const std::size_t plus = row[0].find(" + ");
-        const std::size_t first = std::stoul(row[0]);
-        const std::size_t width = std::stoul(row[1]);
-        if (plus == std::string::npos) {
-            places.push_back({first, width, row[2]});
-            continue;
-        }
-        const std::size_t step = std::stoul(row[0].substr(plus + 3));
-        const std::string letter = std::string(".") + row[0].back() + ".";
-        for (const std::size_t index : {0U, 1U}) {
-            std::string content = row[2];
-            const std::size_t at = content.find(letter);
-            if (at != std::string::npos)
-                content.replace(at + 1, 1, std::to_string(index));
-            places.push_back({first + step * index, width, content});
-        }
-    }
-    if (of_one_channel) {
-        for (Place& place : places) {
-            const std::size_t at = place.content.find(".c.");
-            if (at != std::string::npos)
-                place.content.replace(at + 1, 1, "1");
-        }
-    }
-    std::sort(places.begin(), places.end(),
-              [](const Place& a, const Place& b) { return a.position < b.position; });
-    return places;
 }
 
 std::vector<std::string> positions(const std::vector<Place>& places) {
