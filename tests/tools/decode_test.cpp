@@ -134,16 +134,22 @@ TEST(Decode, ReadsHexadecimalDigits) {
     for (const Hexadecimal& each : kHexadecimal) {
         SCOPED_TRACE(each.digits);
         EXPECT_EQ(decoded({each.digits}), each.wanted);
-        EXPECT_EQ(decoded({}, each.digits), each.wanted) << "standard input";
-        EXPECT_EQ(decoded({"-"}, each.digits), each.wanted);
-        write_file("/tmp/frames.hex", each.digits);
-        EXPECT_EQ(decoded({"/tmp/frames.hex"}), each.wanted) << "a file";
     }
     EXPECT_EQ(decoded({"A504", "0000", "00", "00FC"}),
               (Decoded{0, {"?: A5 04 00 00 00 00 FC valid, request: identification"}, ""}));
     EXPECT_EQ(decoded({}, ""), (Decoded{4, {}, kNoFrame}));
     EXPECT_EQ(decoded({"/tmp"}), (Decoded{2, {}, kUnreadable})) << "a folder";
     EXPECT_EQ(decoded({"/tmp/none.pcap"}), (Decoded{2, {}, kUnreadable})) << "no file";
+}
+
+TEST(Decode, ReadsThemFromStandardInputAndFiles) {
+    for (const Hexadecimal& each : {kHexadecimal[2], kHexadecimal[8], std::end(kHexadecimal)[-1]}) {
+        SCOPED_TRACE(each.digits);
+        EXPECT_EQ(decoded({}, each.digits), each.wanted);
+        EXPECT_EQ(decoded({"-"}, each.digits), each.wanted);
+        write_file("/tmp/frames.hex", each.digits);
+        EXPECT_EQ(decoded({"/tmp/frames.hex"}), each.wanted);
+    }
 }
 
 TEST(Decode, ReadsWhatCanBeReadOnlyOnce) {
@@ -734,7 +740,7 @@ TEST(DecodeTcp, ReadsPacketsThatTheCaptureCut) {
     write_capture(DLT_RAW, {{0, packet, 2}});
     EXPECT_EQ(decoded({kCapture}),
               (Decoded{4, {kToModule + "A5 04 00 00 00 not complete"}, kIncomplete}));
-    for (std::size_t cut = 7; cut <= packet.size(); ++cut) {
+    for (std::size_t cut = 7; cut <= packet.size(); cut += 4) {
         SCOPED_TRACE(cut);
         write_capture(DLT_RAW, {{0, packet, cut}});
         EXPECT_EQ(decoded({kCapture}), (Decoded{4, {}, kNoFrame}));
@@ -769,6 +775,17 @@ TEST(DecodeTcp, ReadsThePcapngFormat) {
     EXPECT_EQ(decoded({kCapture}), (Decoded{0, {kIdentifyFrame}, ""}));
     EXPECT_EQ(json_of({"decode", kCapture})["data"]["frames"][0]["time"],
               "2024-02-03T09:05:00.123457Z");
+}
+
+// The seconds have 64 bits there.
+TEST(DecodeTcp, ShowsNoTimeThatIsNone) {
+    for (const char byte : {'\x7F', '\x80', '\xFF'}) {
+        Bytes file = pcapng_of(ethernet(tcp_over_ip({40000, 8001, 100, kIdentify})));
+        file.at(28 + 20 + 15) = static_cast<std::uint8_t>(byte);  // the highest of the time
+        write_file(kCapture, text_of(file));
+        EXPECT_EQ(decoded({kCapture}), (Decoded{0, {kIdentifyFrame}, ""}));
+        EXPECT_FALSE(json_of({"decode", kCapture})["data"]["frames"][0].contains("time"));
+    }
 }
 
 TEST(DecodeTcp, ReadsACaptureFromStandardInput) {
