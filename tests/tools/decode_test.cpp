@@ -20,7 +20,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 
 using Texts = std::vector<std::string>;
