@@ -646,6 +646,9 @@ TEST(Report, PutsAnyTextIntoJson) {
         const std::string one(1, static_cast<char>(first));
         Words texts = {one};
         for (int second = 0; second < 256; ++second) {
+            // Those that begin nothing longer are all alike.
+            if (first < 0xC0 && second % 16 != 15)
+                continue;
             const std::string two = one + static_cast<char>(second);
             texts.push_back(two);
             // Behind a byte that begins a longer character, what may continue it and what may not.
