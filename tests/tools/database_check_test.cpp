@@ -145,6 +145,22 @@ TEST_F(DatabaseCheck, LooksOnly) {
     EXPECT_EQ(std::distance(fs::directory_iterator("/quelt/db"), fs::directory_iterator()), 2);
 }
 
+// Whoever wrote last was killed: the next one who writes takes that back, not who looks.
+TEST_F(DatabaseCheck, LeavesAnInterruptedWriteToOthers) {
+    const std::string journal = kConfDb + "-journal";
+    run_program({"/usr/bin/strace", "-o", "/dev/null", "-e", "trace=unlink", "-e",
+                 "inject=unlink:signal=KILL", "sqlite3", kConfDb, "UPDATE Red SET NID = 7"});
+    const FileState conf(kConfDb);
+    const std::string before = read_file(journal);
+    ASSERT_NE(before, "");
+    const ProgramRun run = check();
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err,
+              "zondarctl: /quelt/db/config_local.sqlite: attempt to write a readonly database\n");
+    EXPECT_TRUE(FileState(kConfDb) == conf);
+    EXPECT_TRUE(read_file(journal) == before);
+}
+
 struct Damage {
     const char* name;
     bool conf;  // the database that the SQL goes to

@@ -607,6 +607,10 @@ TEST(DecodeTcp, TakesWhatBelongsToTheModuleOnly) {
         bytes.at(position) = byte;
         return bytes;
     };
+    Bytes short_header = plain;  // all is there but for four bytes of it
+    short_header.erase(short_header.begin() + 16, short_header.begin() + 20);
+    short_header[0] = 0x44;
+    short_header[3] -= 4;
     const OnePacket kPackets[] = {
         {"plain", plain, true},
         {"IP options", tcp_over_ip(request, Bytes(40, 1)), true},
@@ -619,7 +623,7 @@ TEST(DecodeTcp, TakesWhatBelongsToTheModuleOnly) {
         {"UDP", tcp_over_ip(request, {}, 0, 17), false},
         {"another port", tcp_over_ip({40000, 8002, 100, kIdentify}), false},
         {"IPv6", changed(0, 0x65), false},
-        {"an IP header below 20 bytes", changed(0, 0x44), false},
+        {"an IP header below 20 bytes", short_header, false},
         {"an IP header beyond the packet", changed(0, 0x4F), false},
         {"a total length below the headers", changed(3, 39), false},
         {"a TCP header below 20 bytes", changed(32, 0x40), false},
@@ -716,6 +720,11 @@ const Stream kStreams[] = {
     {"by the moment at which they began",
      {{kMaster + 1, 8001, 100, kStatus}, {kMaster, 8001, 100, kIdentify}},
      {0, {kStatusFrame, kIdentifyFrame}, ""}},
+    {"by the moment of the segment that has the start",
+     {{kMaster, 8001, 100, "11 22 33 44 55 66 77 88"},
+      {kMaster + 1, 8001, 100, kStatus},
+      {kMaster, 8001, 108, kIdentify}},
+     {0, {kStatusFrame, kToModule + kIdentify + " valid, 8 skipped, request: identification"}, ""}},
     // A repeated segment between two frames is not the second one's moment.
     {"by the moment at which they were sent first",
      {{kMaster, 8001, 100, kIdentify},
