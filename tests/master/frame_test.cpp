@@ -11,8 +11,6 @@
 
 namespace {
 
-using testing::IsEmpty;
-
 TEST(HexDigits, AreUpperCasePairsWithBlanksBetween) {
     EXPECT_EQ(hex_digits({}), "");
     EXPECT_EQ(hex_digits(Bytes{0}), "00");

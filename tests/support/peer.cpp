@@ -44,7 +44,11 @@ Bytes Peer::Visitor::read_some() const {
     return {part.begin(), part.begin() + std::max<ssize_t>(count, 0)};
 }
 
-bool Peer::Visitor::send(std::span<const std::uint8_t> bytes) const {
+void Peer::Visitor::send(std::span<const std::uint8_t> bytes) const {
+    [[maybe_unused]] const bool taken = takes(bytes);
+}
+
+bool Peer::Visitor::takes(std::span<const std::uint8_t> bytes) const {
     return ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
            static_cast<ssize_t>(bytes.size());
 }
@@ -52,6 +56,17 @@ bool Peer::Visitor::send(std::span<const std::uint8_t> bytes) const {
 void Peer::Visitor::reset_at_end() const {
     const linger at_once{1, 0};
     setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+}
+
+// A reset behind a normal end shows as an error, too.
+std::string Peer::Visitor::end() const {
+    int error = 0;
+    socklen_t size = sizeof error;
+    getsockopt(socket_, SOL_SOCKET, SO_ERROR, &error, &size);
+    if (error != 0)
+        return "reset";
+    std::uint8_t byte = 0;
+    return recv(socket_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0 ? "normal" : "none";
 }
 
 Peer::Peer(std::function<void(const Accept& accept)> act, int backlog)

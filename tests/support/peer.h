@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "tests/support/bytes.h"
@@ -22,9 +23,12 @@ class Peer {
         [[nodiscard]] Bytes read_to_end() const;
         // The next bytes; empty at the other side's end.
         [[nodiscard]] Bytes read_some() const;
-        // False when the other side takes no more.
-        bool send(std::span<const std::uint8_t> bytes) const;
+        void send(std::span<const std::uint8_t> bytes) const;
+        // Sends; false when the other side takes no more.
+        [[nodiscard]] bool takes(std::span<const std::uint8_t> bytes) const;
         void reset_at_end() const;
+        // How the other side has ended it by now: "normal", "reset", or "none" while it has not.
+        [[nodiscard]] std::string end() const;
 
       private:
         int socket_;
