@@ -98,12 +98,12 @@ Bytes Session::exchange(const Request& request) {
     mensaje answer{};
     tPuertoZondar port{};
     Line line(address_, deadline_);
-    const UseWire use_wire(line);
-    const UseTrace use_trace(settings_.trace_path);
 
     lock_.set_unsettled(true);
     int result = kTimeout;
     try {
+        const UseWire use_wire(line);
+        const UseTrace use_trace(settings_.trace_path);
         enviar_mensaje_nenlace(&port, &record, settings_.crc8_mode ? 1 : 0);
         result = recibir_mensaje_nenlace(&port, &answer, 0, 0);
     } catch (const Failure&) {

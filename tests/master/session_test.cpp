@@ -504,6 +504,7 @@ TEST(Session, TracesItsFramesAndNoOthers) {
         wire_bytes(request_record(3, Bytes{1, 2}, true), true);
         read_frame(kIdentification);
     };
+    settings.on_exchange = [&](const Bytes&, const Bytes&) { use_frames(); };
     EXPECT_EQ(outcome({.command = 4}, settings), "1 bytes");
     use_frames();
     EXPECT_EQ(outcome({.command = 4}), "1 bytes");
