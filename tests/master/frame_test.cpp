@@ -37,6 +37,7 @@ TEST(HexDigits, AreNothingElse) {
                                    "04 00 ??", "\xC3\xA9", "A5 4 00"})
         EXPECT_EQ(from_hex(text), std::nullopt) << text;
     EXPECT_EQ(from_hex(std::string_view("A5\0A5", 5)), std::nullopt);
+    EXPECT_EQ(from_hex(std::string_view("A504", 3)), std::nullopt);
 }
 
 TEST(WrittenNumber, IsDecimalOrHexadecimal) {
