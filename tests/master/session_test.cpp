@@ -418,8 +418,13 @@ TEST(Session, SaysThatAPeerAcceptsNoConnection) {
 // The request has left by then.
 TEST(Session, RemembersARequestWhoseAnswerCouldNotBeCollected) {
     const Peer peer([](const Peer::Accept&) {}, 0);
-    EXPECT_EQ(outcome(write_brightness(52), {.timeout = kShort}),
-              "connect: no connection: time-out");
+    std::string told;
+    const Settings settings = {.timeout = kShort,
+                               .on_exchange = [&](const Bytes& sent, const Bytes& received) {
+                                   told += to_hex(sent) + " > " + to_hex(received);
+                               }};
+    EXPECT_EQ(outcome(write_brightness(52), settings), "connect: no connection: time-out");
+    EXPECT_EQ(told, "A5 03 00 00 00 02 02 34 C5 > ");
     EXPECT_TRUE(marked());
 }
 
