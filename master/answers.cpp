@@ -154,9 +154,10 @@ Meaning meaning_of_write(Info info) {
     const auto row = std::ranges::find(all, info[0], &Subcommand::code);
     if (row == all.end())
         return {fmt::format("request: write, unknown sub-command {}", info[0]), {}};
-    Meaning meaning{fmt::format("request: write, sub-command {} {}", row->code,
-                                row->name == nullptr ? "" : row->name),
-                    {}};
+    std::string text = fmt::format("request: write, sub-command {} {}", row->code,
+                                   row->name == nullptr ? "" : row->name);
+    text.erase(text.find_last_not_of(' ') + 1);
+    Meaning meaning{text, {}};
     const auto known = std::ranges::find(
         parameters(), &*row, [](const Parameter& parameter) { return parameter.write; });
     if (known == parameters().end())

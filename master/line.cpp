@@ -84,14 +84,14 @@ Socket::Socket(const sockaddr_in& address, const Deadline& deadline)
 }
 
 Socket::~Socket() {
-    if (ended_) {
+    if (resets_) {
         const linger at_once{1, 0};
         setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     }
     close(descriptor_);
 }
 
-void Socket::send_all(std::span<const std::uint8_t> bytes, const Deadline& deadline) const {
+void Socket::send_all(std::span<const std::uint8_t> bytes, const Deadline& deadline) {
     while (!bytes.empty()) {
         // The last bytes wait for the end that follows, and leave in one segment with it.
         const ssize_t count =
@@ -110,8 +110,13 @@ void Socket::send_all(std::span<const std::uint8_t> bytes, const Deadline& deadl
     end_sending();
 }
 
-void Socket::end_sending() const {
-    shutdown(descriptor_, SHUT_WR);
+// An end behind the other side's own would only make that keep the connection.
+void Socket::end_sending() {
+    pollfd state{descriptor_, POLLRDHUP, 0};
+    if (poll(&state, 1, 0) == 0)
+        shutdown(descriptor_, SHUT_WR);
+    else
+        resets_ = true;
 }
 
 bool Socket::read_some(Bytes& bytes) {
@@ -124,6 +129,7 @@ bool Socket::read_some(Bytes& bytes) {
     if (count == -1 && (errno == EAGAIN || errno == EINTR))
         return true;
     ended_ = true;
+    resets_ = true;
     return false;
 }
 
@@ -149,7 +155,12 @@ void Line::send(std::span<const std::uint8_t> frame) {
     request_.emplace(address_, deadline_);
     sent_.assign(frame.begin(), frame.end());
     request_->send_all(frame, deadline_);
-    collection_.emplace(address_, deadline_);
+    try {
+        collection_.emplace(address_, deadline_);
+    } catch (const Failure& failure) {
+        throw Failure(Stage::answer,
+                      fmt::format("the answer cannot be collected: {}", failure.what()));
+    }
 }
 
 std::optional<std::uint8_t> Line::next() {

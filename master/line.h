@@ -44,20 +44,21 @@ class Socket {
     [[nodiscard]] int descriptor() const { return descriptor_; }
     [[nodiscard]] bool ended() const { return ended_; }
     // Sends all, and with the last byte that nothing will follow. Throws a Failure.
-    void send_all(std::span<const std::uint8_t> bytes, const Deadline& deadline) const;
+    void send_all(std::span<const std::uint8_t> bytes, const Deadline& deadline);
     // Says that nothing will be sent any more.
-    void end_sending() const;
+    void end_sending();
     // Appends what has come to `bytes`. False when there is nothing and never will be.
     bool read_some(Bytes& bytes);
     // Reads up to the other side's end, and throws away what comes. False when the deadline was
     // sooner or the flood too large; `any` tells whether something came.
     bool read_to_end(const Deadline& deadline, bool& any);
     // The close will be a reset.
-    void reset_at_end() { ended_ = true; }
+    void reset_at_end() { resets_ = true; }
 
   private:
     int descriptor_;
-    bool ended_ = false;
+    bool ended_ = false;   // the other side, as far as it was read
+    bool resets_ = false;  // at its own end
 };
 
 // One exchange with a module.

@@ -91,31 +91,49 @@ std::optional<CapturedFrame> traced_frame(Packet packet, std::int64_t time) {
     return captured;
 }
 
-// What the link layer puts before an IPv4 header; nothing for what is no IPv4.
-std::optional<std::size_t> network_offset(int link_type, Packet packet) {
-    const auto type_at = [&](std::size_t position) {
-        return packet.size() >= position + 2 ? number_in(packet.subspan(position, 2)) : 0;
-    };
+// What a kind of network puts before an IPv4 header.
+struct LinkLayer {
+    int type;
+    std::optional<std::size_t> protocol;  // where it names what it carries
+    std::size_t network;                  // where that begins
+};
+
+constexpr LinkLayer kLinkLayers[] = {
+    {DLT_EN10MB, 12, 14},         //
+    {DLT_LINUX_SLL, 14, 16},      //
+    {DLT_LINUX_SLL2, 0, 20},      //
+    {DLT_NULL, std::nullopt, 4},  //
+    {DLT_LOOP, std::nullopt, 4},  //
+    {DLT_RAW, std::nullopt, 0},   //
+    {DLT_IPV4, std::nullopt, 0},  //
+};
+
+const LinkLayer& link_layer_of(pcap_t* capture) {
+    const int type = pcap_datalink(capture);
+    const auto* const found = std::ranges::find(kLinkLayers, type, &LinkLayer::type);
+    if (found == std::end(kLinkLayers))
+        throw UsageError(fmt::format("a capture of another kind of network: link type {}", type));
+    return *found;
+}
+
+// The packet from its IPv4 header on; empty for what has none. A tag of a virtual LAN may stand
+// before it.
+Packet ip_in(const LinkLayer& layer, Packet packet) {
     constexpr std::uint32_t kIpv4 = 0x0800;
     constexpr std::uint32_t kVlan = 0x8100;
-    switch (link_type) {
-        case DLT_EN10MB:
-            if (type_at(12) == kVlan)
-                return type_at(16) == kIpv4 ? std::optional<std::size_t>(18) : std::nullopt;
-            return type_at(12) == kIpv4 ? std::optional<std::size_t>(14) : std::nullopt;
-        case DLT_LINUX_SLL:
-            return type_at(14) == kIpv4 ? std::optional<std::size_t>(16) : std::nullopt;
-        case DLT_LINUX_SLL2:
-            return type_at(0) == kIpv4 ? std::optional<std::size_t>(20) : std::nullopt;
-        case DLT_NULL:
-        case DLT_LOOP:
-            return 4;
-        case DLT_RAW:
-        case DLT_IPV4:
-            return 0;
-        default:
-            return std::nullopt;
+    constexpr std::size_t kTagLength = 4;
+    const auto carries = [&](std::uint32_t protocol, std::size_t behind) {
+        const std::size_t at = *layer.protocol + behind;
+        return packet.size() >= at + 2 && number_in(packet.subspan(at, 2)) == protocol;
+    };
+    std::size_t network = layer.network;
+    if (layer.protocol) {
+        const std::size_t tag = carries(kVlan, 0) ? kTagLength : 0;
+        if (!carries(kIpv4, tag))
+            return {};
+        network += tag;
     }
+    return packet.subspan(std::min(network, packet.size()));
 }
 
 struct Segment {
@@ -227,11 +245,12 @@ bool is_capture(const std::string& content) {
     return open_capture(content) != nullptr;
 }
 
-std::vector<CapturedFrame> read_capture(const std::string& content, std::uint16_t port) {
+CapturedFrames read_capture(const std::string& content, std::uint16_t port) {
     constexpr int kTrace = 147;
     const Capture capture = open_capture(content);
-    const int link_type = pcap_datalink(capture.get());
-    std::vector<CapturedFrame> frames;
+    const bool trace = pcap_datalink(capture.get()) == kTrace;
+    const LinkLayer* const layer = trace ? nullptr : &link_layer_of(capture.get());
+    CapturedFrames captured;
     std::map<FlowKey, std::vector<Flow>> flows;
     pcap_pkthdr* header = nullptr;
     const unsigned char* data = nullptr;
@@ -239,25 +258,23 @@ std::vector<CapturedFrame> read_capture(const std::string& content, std::uint16_
     while ((result = pcap_next_ex(capture.get(), &header, &data)) == 1) {
         const Packet packet(data, header->caplen);
         const std::int64_t time = microseconds(header->ts);
-        if (link_type == kTrace) {
+        if (trace) {
             if (std::optional<CapturedFrame> frame = traced_frame(packet, time))
-                frames.push_back(std::move(*frame));
-        } else if (const auto offset = network_offset(link_type, packet);
-                   offset && *offset <= packet.size()) {
-            if (const auto segment = segment_in(packet.subspan(*offset)))
-                add_segment(flows, *segment, time, port);
+                captured.frames.push_back(std::move(*frame));
+        } else if (const auto segment = segment_in(ip_in(*layer, packet))) {
+            add_segment(flows, *segment, time, port);
         }
     }
     if (result == PCAP_ERROR)
-        throw UsageError(fmt::format("the capture is broken: {}", pcap_geterr(capture.get())));
-    if (link_type == kTrace)
-        orient(frames);
+        captured.problem = fmt::format("the capture is broken: {}", pcap_geterr(capture.get()));
+    if (trace)
+        orient(captured.frames);
     for (const auto& [key, connections] : flows) {
         for (const Flow& flow : connections)
-            add_frames_of(flow, frames);
+            add_frames_of(flow, captured.frames);
     }
-    std::ranges::stable_sort(frames, {}, &CapturedFrame::time);
-    return frames;
+    std::ranges::stable_sort(captured.frames, {}, &CapturedFrame::time);
+    return captured;
 }
 
 std::vector<CapturedFrame> frames_in(std::span<const std::uint8_t> bytes) {

@@ -21,10 +21,14 @@ struct CapturedFrame {
 // True for the content of a capture file.
 bool is_capture(const std::string& content);
 
-// The frames in the order in which they began. In TCP those from and to `port`; in a trace file the
-// direction of the first record is that of the requests, whoever wrote it. Throws a UsageError
-// when the capture is broken.
-std::vector<CapturedFrame> read_capture(const std::string& content, std::uint16_t port);
+struct CapturedFrames {
+    std::vector<CapturedFrame> frames = {};  // in the order in which they began
+    std::string problem = {};                // why there may be more; else empty
+};
+
+// In TCP the frames from and to `port`; in a trace file the direction of the first record is that
+// of the requests, whoever wrote it. Throws a UsageError for a kind of network that is not known.
+CapturedFrames read_capture(const std::string& content, std::uint16_t port);
 
 // The frames in a run of bytes.
 std::vector<CapturedFrame> frames_in(std::span<const std::uint8_t> bytes);

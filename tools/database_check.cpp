@@ -107,12 +107,10 @@ void check_columns(const queltdb::Table& table, const Rows& found, Problems& pro
             problems.push_back(fmt::format("column {} is {}, and is read as {}", i + 1,
                                            found[i][kName], table.columns[i].name));
     }
-    // The daemon finds or updates rows by the key; integer affinity by SQLite's rule.
-    if (sqlite3_strlike("%INT%", found[0][kType].c_str(), 0) != 0)
+    // The daemon compares keys with quoted numbers: without a type they are not the same to SQLite.
+    if (found[0][kType].empty() || sqlite3_strlike("%BLOB%", found[0][kType].c_str(), 0) == 0)
         problems.push_back(
-            fmt::format("the key {} is not of an integer type, so no row is found "
-                        "by it",
-                        found[0][kName]));
+            fmt::format("the key {} has no type, so no row is found by it", found[0][kName]));
 }
 
 void check_rows(sqlite3* database, const char* table, Problems& problems) {

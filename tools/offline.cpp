@@ -130,13 +130,13 @@ std::string content_of(const std::vector<std::string>& words) {
     return fmt::format("{}", fmt::join(words, " "));
 }
 
-std::vector<CapturedFrame> frames_of(const std::string& content, std::uint16_t port) {
+CapturedFrames frames_of(const std::string& content, std::uint16_t port) {
     if (is_capture(content))
         return read_capture(content, port);
     const std::optional<Bytes> bytes = from_hex(content);
     if (!bytes)
         throw UsageError("neither hexadecimal digits nor a capture file");
-    return frames_in(*bytes);
+    return {.frames = frames_in(*bytes)};
 }
 
 Request request_of(const std::vector<std::string>& words) {
@@ -163,9 +163,12 @@ Report encode(const std::vector<std::string>& words, bool crc8_mode, unsigned se
 
 Report decode(const std::vector<std::string>& words, std::uint16_t port) {
     Report report{.data = {{"frames", Json::array()}}};
-    for (const CapturedFrame& captured : frames_of(content_of(words), port))
-        put_frame(report, captured);
-    if (report.data["frames"].empty())
+    const CapturedFrames captured = frames_of(content_of(words), port);
+    for (const CapturedFrame& frame : captured.frames)
+        put_frame(report, frame);
+    if (!captured.problem.empty())
+        report.fail(kUsage, "usage", captured.problem);
+    else if (captured.frames.empty())
         report.fail(kNoAnswer, "answer", "no frame");
     return report;
 }

@@ -423,7 +423,8 @@ TEST(Session, RemembersARequestWhoseAnswerCouldNotBeCollected) {
                                .on_exchange = [&](const Bytes& sent, const Bytes& received) {
                                    told += to_hex(sent) + " > " + to_hex(received);
                                }};
-    EXPECT_EQ(outcome(write_brightness(52), settings), "connect: no connection: time-out");
+    EXPECT_EQ(outcome(write_brightness(52), settings),
+              "answer: the answer cannot be collected: no connection: time-out");
     EXPECT_EQ(told, "A5 03 00 00 00 02 02 34 C5 > ");
     EXPECT_TRUE(marked());
 }

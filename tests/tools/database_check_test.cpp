@@ -193,8 +193,7 @@ const Damage kDamages[] = {
      WITH_KEY("EsclavosModulo", "IdEsclavosModulo",
               "MAC, Hostname, Serial, Modelo, IP, SWVersion, Estado, Reset_Factory, Upgrade, "
               "Master"),
-     "EsclavosModulo: the key IdEsclavosModulo is not of an integer type, so no row is found by "
-     "it"},
+     "EsclavosModulo: the key IdEsclavosModulo has no type, so no row is found by it"},
     {"a row missing", true, "DELETE FROM EntradaAV WHERE IdEntradaAV = 1",
      "EntradaAV: 0 rows WHERE IdEntradaAV='1' instead of 1"},
     {"a stream missing", true, "UPDATE PIDsSalida SET Tipo = 3 WHERE idPID = 4",

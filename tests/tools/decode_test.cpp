@@ -584,13 +584,15 @@ TEST(DecodeTcp, KnowsTheUsualLinkTypes) {
         {"IPv6 in a VLAN", DLT_EN10MB, joined({addresses, be16(0x8100), be16(1), be16(0x86DD)})},
         {"IPv6, cooked", DLT_LINUX_SLL, joined({Bytes(14), be16(0x86DD)})},
         {"IPv6, cooked 2", DLT_LINUX_SLL2, joined({be16(0x86DD), Bytes(18)})},
-        {"a radio's", DLT_IEEE802_11, joined({addresses, be16(0x0800)})},
     };
     for (const LinkType& each : kOthers) {
         SCOPED_TRACE(each.name);
         write_capture(each.type, {{0, joined({each.before, ip, each.behind})}});
         EXPECT_EQ(decoded({kCapture}), (Decoded{4, {}, kNoFrame}));
     }
+    write_capture(DLT_IEEE802_11, {{0, joined({addresses, be16(0x0800), ip})}});
+    EXPECT_EQ(decoded({kCapture}),
+              (Decoded{2, {}, "zondarctl: a capture of another kind of network: link type 105\n"}));
 }
 
 struct OnePacket {
@@ -803,11 +805,12 @@ TEST(DecodeTcp, ReadsACaptureFromStandardInput) {
 }
 
 TEST(DecodeTcp, SaysWhatIsWrongWithACapture) {
-    write_tcp({{40000, 8001, 100, kIdentify}});
+    write_tcp({{40000, 8001, 100, kIdentify}, {40001, 8001, 100, kIdentify}});
     const std::string whole = read_file(kCapture);
     write_file(kCapture, whole.substr(0, whole.size() - 1));
     const Decoded cut = decoded({kCapture});
     EXPECT_EQ(cut.status, 2);
+    EXPECT_THAT(cut.frames, ElementsAre(kIdentifyFrame));
     EXPECT_THAT(cut.error, MatchesRegex("zondarctl: the capture is broken: truncated [^\n]*\n"));
     write_file(kCapture, whole.substr(0, 20));
     EXPECT_EQ(decoded({kCapture}), (Decoded{2, {}, kUnreadable}));
