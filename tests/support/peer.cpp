@@ -99,3 +99,19 @@ void answer_with(const Peer::Accept& accept, const Bytes& answer) {
         collection->send(answer);
     }
 }
+
+void answer_in_turn(const Peer::Accept& accept, const std::vector<Bytes>& answers) {
+    for (const Bytes& answer : answers) {
+        Bytes request;
+        while (request.empty()) {
+            const auto visitor = accept();
+            if (visitor == nullptr)
+                return;
+            request = visitor->read_to_end();
+        }
+        const auto collection = accept();
+        if (collection == nullptr)
+            return;
+        collection->send(answer);
+    }
+}

@@ -52,3 +52,6 @@ class Peer {
 // Takes requests and gives each the same bytes as its answer, on a connection of its own, as long
 // as there are any.
 void answer_with(const Peer::Accept& accept, const Bytes& answer);
+
+// The same with an answer to each request in turn; an empty one is none. Returns behind the last.
+void answer_in_turn(const Peer::Accept& accept, const std::vector<Bytes>& answers);
