@@ -9,13 +9,14 @@
 
 namespace {
 
-constexpr std::size_t kMacDigits = 12;
+constexpr std::size_t kMacBytes = 6;
 
 // Six pairs of digits, with or without colons.
 std::string mac_of(const SlaveArguments& arguments) {
     std::string digits = arguments.mac;
     std::erase(digits, ':');
-    if (digits.size() != kMacDigits || !from_hex(digits))
+    const std::optional<Bytes> bytes = from_hex(digits);
+    if (!bytes || bytes->size() != kMacBytes || digits.size() != 2 * kMacBytes)
         throw UsageError(fmt::format("'{}' is no MAC address", arguments.mac));
     return digits;
 }
@@ -40,11 +41,15 @@ Request registration(const SlaveArguments& arguments) {
                 .ip = text_of(arguments.ip, 15, "IP address"),
                 .version = {}};
     std::string rest = arguments.version.empty() ? "0.0.0" : arguments.version;
+    std::size_t dot = 0;
     for (std::uint8_t& part : slave.version) {
-        const std::size_t dot = rest.find('.');
+        dot = rest.find('.');
         part = byte_of(rest.substr(0, dot), 255, "version");
         rest = dot == std::string::npos ? "0" : rest.substr(dot + 1);
     }
+    if (dot != std::string::npos)
+        throw UsageError(
+            fmt::format("'{}' is no version: it has three parts, as in 1.2.3", arguments.version));
     return registration_request(slave);
 }
 
