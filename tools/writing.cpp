@@ -111,11 +111,12 @@ std::string wire_text(const Clock& clock, const std::string& text) {
             if (rest == nullptr || *rest != '\0')
                 rest = strptime(text.c_str(), format, &time);
         }
-        // A day that the month does not have comes back as another one.
+        // A day that the month does not have comes back as another one; no clock can be set to a
+        // time before 1970, which "26" as a year would be.
         std::tm day = time;
         day.tm_hour = 12;
         day.tm_isdst = -1;
-        if (rest == nullptr || *rest != '\0' || std::mktime(&day) == -1 ||
+        if (rest == nullptr || *rest != '\0' || std::mktime(&day) < 0 ||
             day.tm_mday != time.tm_mday)
             throw UsageError(fmt::format("'{}' is no {}: it is written as in {}", text, clock.name,
                                          &clock == &kTime ? "09.05" : "31.12.2026"));
