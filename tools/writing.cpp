@@ -148,28 +148,8 @@ Report clock_command(const Options& options, const Clock& clock_part, const std:
     return report;
 }
 
-}  // namespace
-
-Report set(const Options& options, const std::string& name, const std::string& value) {
-    const Parameter& parameter = known_parameter(name);
-    if (std::holds_alternative<TextSetter>(parameter.write->target))
-        return country(options, value, false);
-    return store(options, parameter, parsed_value(parameter, value));
-}
-
-Report country(const Options& options, const std::string& name, bool any) {
-    const Parameter& parameter = known_parameter("ConfiguracionGen.Country");
-    if (name.empty()) {
-        Session session(options.settings);
-        const Value stored = value_in(parameter, session.ask(block_request(parameter.block)));
-        Report report;
-        put_item(report.data, "country", item_of(parameter, stored));
-        report.data["known"] = Json::array();
-        for (const Country& known : countries())
-            report.data["known"].push_back(known.name);
-        report.line({shown(item_of(parameter, stored))});
-        return report;
-    }
+// Only to one that the module has defaults for, or else to `any`.
+Report change_country_to(const Options& options, const std::string& name, bool any) {
     if (*find_country(name).name == '\0' && !any) {
         std::string known;
         for (const Country& each : countries())
@@ -179,7 +159,32 @@ Report country(const Options& options, const std::string& name, bool any) {
                         "it is sent all the same, and clears them",
                         name, known));
     }
+    const Parameter& parameter = known_parameter("ConfiguracionGen.Country");
     return store(options, parameter, parsed_value(parameter, name));
+}
+
+}  // namespace
+
+Report set(const Options& options, const std::string& name, const std::string& value) {
+    const Parameter& parameter = known_parameter(name);
+    if (std::holds_alternative<TextSetter>(parameter.write->target))
+        return change_country_to(options, value, false);
+    return store(options, parameter, parsed_value(parameter, value));
+}
+
+Report country(const Options& options, const std::string& name, bool any) {
+    if (!name.empty())
+        return change_country_to(options, name, any);
+    const Parameter& parameter = known_parameter("ConfiguracionGen.Country");
+    Session session(options.settings);
+    const Value stored = value_in(parameter, session.ask(block_request(parameter.block)));
+    Report report;
+    put_item(report.data, "country", item_of(parameter, stored));
+    report.data["known"] = Json::array();
+    for (const Country& known : countries())
+        report.data["known"].push_back(known.name);
+    report.line({shown(item_of(parameter, stored))});
+    return report;
 }
 
 Report set_time(const Options& options, const std::string& time) {
