@@ -122,7 +122,7 @@ Json envelope(const Report& report, std::string_view command,
 }
 
 void put_error(const std::string& message) {
-    std::fputs(fmt::format("zondarctl: {}\n", printable(message)).c_str(), stderr);
+    write_text(stderr, fmt::format("zondarctl: {}\n", printable(message)));
 }
 
 }  // namespace
@@ -147,12 +147,18 @@ void print(const Report& report, std::string_view command, const std::optional<s
     const std::string text = style.json ? envelope(report, command, target, elapsed)
                                                   .dump(style.compact ? -1 : 2, ' ', false,
                                                         Json::error_handler_t::replace) +
-                                              "\n"
+                                              "
+                                              "
                                         : aligned(report.lines, style.color);
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
+    if (!write_text(stdout, text))
         put_error(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
     if (report.error)
         put_error(report.error->message);
+}
+
+bool write_text(std::FILE* stream, std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size() &&
+           std::fflush(stream) == 0;
 }
 
 std::string printable(std::string_view text) {

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <cstdio>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -74,6 +75,10 @@ bool color_wanted();
 // not take is an error of its own there, and leaves the stream's error indicator set.
 void print(const Report& report, std::string_view command, const std::optional<std::string>& target,
            std::chrono::steady_clock::duration elapsed, const Style& style);
+
+// On standard output or standard error. False when not all could be written; what was asked of the
+// module is done all the same.
+bool write_text(std::FILE* stream, std::string_view text);
 
 // A text for people: what a terminal would act on is escaped, and what is not UTF-8.
 std::string printable(std::string_view text);

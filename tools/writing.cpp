@@ -25,7 +25,7 @@ void confirm(const Options& options, const Request& request) {
         return;
     if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
         throw UsageError(fmt::format("this {}: it needs --yes", consequence));
-    fmt::print(stderr, "This {}. Go on? [y/N] ", consequence);
+    write_text(stderr, fmt::format("This {}. Go on? [y/N] ", consequence));
     std::string answer;
     std::getline(std::cin, answer);
     if (answer != "y" && answer != "Y" && answer != "yes")

@@ -1,5 +1,6 @@
 // zondarctl, the master's side of a module: its command line.
 #include <CLI/CLI.hpp>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -43,8 +44,8 @@ CLI::Validator within(Number least, Number most) {
 }
 
 void tell_exchange(const Bytes& sent, const Bytes& received) {
-    fmt::print(stderr, "Tx:{}{}\nRx:{}{}\n", sent.empty() ? "" : " ", hex_digits(sent),
-               received.empty() ? "" : " ", hex_digits(received));
+    write_text(stderr, fmt::format("Tx:{}{}\nRx:{}{}\n", sent.empty() ? "" : " ", hex_digits(sent),
+                                   received.empty() ? "" : " ", hex_digits(received)));
 }
 
 std::optional<std::string> target_of(const Invocation& invocation) {
@@ -242,7 +243,7 @@ class CommandLine {
         it_.style.compact = true;
         return watch(it_.options, words_.watch, [this, in_place](const Report& report, auto taken) {
             if (in_place)
-                fmt::print("\033[H\033[J");
+                write_text(stdout, "\033[H\033[J");
             print(report, command(), target_of(it_), taken, it_.style);
         });
     }
@@ -252,6 +253,16 @@ class CommandLine {
     Invocation it_;
     Words words_;
 };
+
+// A stream that was closed is no place for a file or a connection: what is said to it would go
+// there.
+void keep_streams_taken() {
+    int descriptor = 0;
+    do
+        descriptor = open("/dev/null", O_RDWR);
+    while (descriptor >= STDIN_FILENO && descriptor <= STDERR_FILENO);
+    close(descriptor);
+}
 
 Report run(const Invocation& invocation) {
     Report report;
@@ -269,6 +280,7 @@ Report run(const Invocation& invocation) {
 }  // namespace
 
 int main(int argc, char** argv) try {
+    keep_streams_taken();
     const auto start = std::chrono::steady_clock::now();
     CommandLine line;
     Report report;
