@@ -1,0 +1,199 @@
+// A master and a daemon that is killed and started again all the time.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <optional>
+#include <random>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "master/failure.h"
+#include "master/line.h"
+#include "master/parameters.h"
+#include "master/requests.h"
+#include "master/session.h"
+#include "tests/support/daemon.h"
+#include "tests/support/database.h"
+#include "tests/support/files.h"
+#include "tests/support/master.h"
+#include "tests/support/syslog_reader.h"
+#include "tests/support/wait.h"
+
+namespace {
+
+// The sockets of port 8001 in a state, as the kernel has them: asking by a connection would be an
+// exchange of its own. One that nobody has accepted yet has no inode.
+bool is_there(const std::string& state) {
+    std::ifstream table("/proc/net/tcp");
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream fields(line);
+        std::string number;
+        std::string local;
+        std::string found;
+        std::string inode;
+        fields >> number >> local >> number >> found;
+        for (int i = 0; i < 6; ++i)
+            fields >> inode;
+        if (local.ends_with(":1F41") && found == state && inode != "0")
+            return true;
+    }
+    return false;
+}
+
+bool somebody_listens() {
+    return is_there("0A");
+}
+
+bool has_accepted() {
+    return is_there("01");
+}
+
+bool comes_up(Daemon& daemon) {
+    return eventually([&] { return somebody_listens() || !daemon.running(); }) && daemon.running();
+}
+
+// Kills the daemon and starts it again, at times that have nothing to do with the exchanges, until
+// the end of its life. Before each start another process writes the number of the start into the
+// database.
+class Restarts {
+  public:
+    Restarts()
+        : thread_([this] {
+              while (!ended_)
+                  live_and_die();
+          }) {}
+    ~Restarts() {
+        ended_ = true;
+        thread_.join();
+    }
+    Restarts(const Restarts&) = delete;
+    Restarts& operator=(const Restarts&) = delete;
+
+    // Even while no daemon listens, odd while one does, and another number for each daemon.
+    [[nodiscard]] unsigned phase() const { return phase_; }
+    // How many daemons there have been.
+    [[nodiscard]] unsigned starts() const { return starts_; }
+
+  private:
+    void live_and_die() {
+        run_elsewhere(kConfDb, "UPDATE ServiciosSalida SET LCN = " + std::to_string(starts_ + 1) +
+                                   " WHERE IdServicio = 0");
+        ++starts_;
+        Daemon daemon;
+        EXPECT_TRUE(comes_up(daemon)) << "daemon " << starts_ << ": " << daemon.err();
+        ++phase_;
+        std::this_thread::sleep_for(std::chrono::milliseconds(life_(random_)));
+        ++phase_;
+        EXPECT_EQ(daemon.stop(SIGKILL), 1000 + SIGKILL) << daemon.err();
+    }
+
+    std::minstd_rand random_{1};
+    std::uniform_int_distribution<int> life_{0, 400};
+    std::atomic<unsigned> phase_ = 0;
+    std::atomic<unsigned> starts_ = 0;
+    std::atomic<bool> ended_ = false;
+    std::thread thread_;
+};
+
+const Parameter& kCounter = *find_parameter("ServiciosSalida.0.SID");
+const Parameter& kStart = *find_parameter("ServiciosSalida.0.LCN");
+
+const Deadline kLong{kPatience};
+
+// A daemon whose end comes between a connection and what is said on it has closed it first.
+TEST(Connection, LeavesThePortFreeWhenTheDaemonIsKilledBeforeAnythingIsSaid) {
+    make_board();
+    std::optional<Daemon> daemon(std::in_place);
+    ASSERT_TRUE(comes_up(*daemon));
+    {
+        Socket connection(address_of({}), kLong);
+        // It blocks in the read of what it has accepted.
+        ASSERT_TRUE(eventually(has_accepted));
+        EXPECT_EQ(daemon->stop(SIGKILL), 1000 + SIGKILL);
+        connection.send_all({}, kLong);
+    }
+    daemon.emplace();
+    EXPECT_TRUE(comes_up(*daemon)) << daemon->err();
+}
+
+// The same of one that answers somebody else on it, and lives.
+TEST(Connection, LeavesThePortFreeWhenTheDaemonClosesItBeforeAnythingIsSaid) {
+    make_board();
+    std::optional<Daemon> daemon(std::in_place);
+    send_request(hex("A5 04 00 00 00 00 FC"));
+    {
+        Socket connection(address_of({}), kLong);
+        pollfd end{connection.descriptor(), POLLRDHUP, 0};
+        ASSERT_EQ(poll(&end, 1, 20'000), 1);
+        connection.send_all({}, kLong);
+        bool any = false;
+        EXPECT_TRUE(connection.read_to_end(kLong, any));
+        EXPECT_TRUE(any);
+    }
+    EXPECT_EQ(daemon->stop(SIGKILL), 1000 + SIGKILL);
+    daemon.emplace();
+    EXPECT_TRUE(comes_up(*daemon)) << daemon->err();
+}
+
+TEST(Endurance, OfAThousandExchangesNoneIsWrongAndNoneIsLostWithoutAKill) {
+    make_board();
+    write_script("/quelt/script/g_ether_reload.sh", "");
+    const SyslogReader log;
+    const Restarts restarts;
+    Settings settings;
+    settings.retries = 0;
+    settings.timeout = std::chrono::seconds(60);
+
+    unsigned exchanges = 0;
+    unsigned answers = 0;
+    // What the module can hold: what was written last, and what was written without an answer.
+    std::vector<unsigned> possible = {101};
+    for (unsigned value = 1000; exchanges < 1000 && !HasFailure(); ++value) {
+        // Whether it had an answer; it must, if no kill hit it.
+        const auto exchange = [&](const Request& request, Bytes& info) {
+            ++exchanges;
+            const unsigned before = restarts.phase();
+            try {
+                info = Session(settings).ask(request);
+                ++answers;
+                return true;
+            } catch (const Failure& failure) {
+                const bool listened = before % 2 == 1 && restarts.phase() == before;
+                EXPECT_FALSE(listened) << "exchange " << exchanges << ": " << failure.what();
+                EXPECT_TRUE(failure.stage() == Stage::connect || failure.stage() == Stage::answer)
+                    << "exchange " << exchanges << ": " << failure.what();
+                if (failure.stage() == Stage::connect) {
+                    EXPECT_TRUE(eventually([&] { return restarts.phase() % 2 == 1; }));
+                }
+                return false;
+            }
+        };
+        Bytes info;
+        possible.push_back(value);
+        if (exchange(write_request(kCounter, value), info))
+            possible = {value};
+        const unsigned starts_before = restarts.starts();
+        if (exchange(block_request(1), info)) {
+            const unsigned found = std::get<std::uint32_t>(value_in(kCounter, info));
+            EXPECT_THAT(possible, testing::Contains(found)) << "exchange " << exchanges;
+            possible = {found};
+            const unsigned start = std::get<std::uint32_t>(value_in(kStart, info));
+            EXPECT_GE(start, starts_before) << "exchange " << exchanges;
+            EXPECT_LE(start, restarts.starts()) << "exchange " << exchanges;
+        }
+        if (exchange(identification_request(), info)) {
+            EXPECT_EQ(std::string(info.begin() + 17, info.begin() + 29), "ZN2024000123");
+        }
+    }
+    std::printf("%u exchanges, %u answers, %u starts\n", exchanges, answers, restarts.starts());
+    EXPECT_GE(restarts.starts(), 5U);
+    EXPECT_GE(answers, 200U);
+    EXPECT_EQ(log.count("bind error"), 0);
+}
+
+}  // namespace
