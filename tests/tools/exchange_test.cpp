@@ -22,10 +22,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
@@ -403,7 +401,7 @@ TEST(AnswerThatIsNone, HasItsExitStatusAndOneLine) {
         Answer answer;
         int status;
         const char* stage;
-        const char* message;
+        const char* message;  // a regular expression
     } cases[] = {
         {"nothing", sends({}), 4, "answer", "the module gave no answer"},
         {"nothing, for ever", holds({}), 4, "answer", "no answer in time"},
@@ -414,7 +412,8 @@ TEST(AnswerThatIsNone, HasItsExitStatusAndOneLine) {
          "the answer broke off after 9 bytes"},
         {"half a frame, for ever", holds(hex("A5 04 00 00 00 30 5A 4E 44")), 4, "answer",
          "only 9 bytes of the answer in time"},
-        {"an endless stream", never_ends(Bytes(1000)), 4, "answer", nullptr},
+        {"an endless stream", never_ends(Bytes(1000)), 4, "answer",
+         "no frame in the first [0-9]+ bytes of the answer"},
         {"an endless stream of starts", never_ends(Bytes(1000, 0xA5)), 5, "code",
          "wrong checksum or CRC in the answer"},
         {"wrong checksum", sends(wrong_checksum), 5, "code", "wrong checksum or CRC in the answer"},
@@ -446,11 +445,7 @@ TEST(AnswerThatIsNone, HasItsExitStatusAndOneLine) {
                 words.emplace_back("--json");
             const ProgramRun run = zondarctl(words);
             EXPECT_EQ(run.status, each.status);
-            if (each.message != nullptr) {
-                EXPECT_EQ(run.err, std::string("zondarctl: ") + each.message + "\n");
-            } else {
-                EXPECT_THAT(run.err, MatchesRegex("zondarctl: [^\n]+\n"));
-            }
+            EXPECT_THAT(run.err, MatchesRegex(std::string("zondarctl: ") + each.message + "\n"));
             if (json) {
                 EXPECT_EQ(Json::parse(run.out)["error"]["stage"], each.stage);
                 EXPECT_EQ(Json::parse(run.out)["data"], Json::object());

@@ -16,7 +16,6 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::MatchesRegex;
