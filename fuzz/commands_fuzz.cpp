@@ -287,8 +287,6 @@ Reach reach_of_country() {
 // `channel` of the two that name it in their second byte.
 Reach reach_of_handler(std::uint8_t code, std::uint8_t channel) {
     switch (code) {
-        case 71:
-            return reach_of_country();
         case 105:
         case 106:
         case 111:
@@ -320,8 +318,10 @@ Reach reach_of(const Subcommand& row, std::uint8_t value) {
     }
     if (const auto* const text = std::get_if<Text>(&row.target))
         return {.places = {place_of(*text)}, .most = 1};
-    if (std::holds_alternative<Setter>(row.target))
+    if (std::holds_alternative<NumberSetter>(row.target))
         return {.places = {{"RFOut", 1, "Canal_Salida"}, {"RFOut", 1, "Frecuencia"}}, .most = 2};
+    if (std::holds_alternative<TextSetter>(row.target))
+        return reach_of_country();
     return reach_of_handler(row.code, value);
 }
 

@@ -178,6 +178,11 @@ Report dump(const Options& options) {
 Report check(const Options& options, const std::vector<std::string>& warnings) {
     enum { ok, warning, critical, unknown };
     constexpr const char* kStates[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
+    for (const std::string& alarm : warnings) {
+        const auto known = std::ranges::find(status_places(), alarm, &Place::name);
+        if (known == status_places().end() || !alarm.starts_with(kAlarm))
+            throw UsageError(fmt::format("no alarm {}", alarm));
+    }
     Report report;
     std::string said = "no alarms";
     std::string figures;

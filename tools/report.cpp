@@ -147,8 +147,7 @@ void print(const Report& report, std::string_view command, const std::optional<s
     const std::string text = style.json ? envelope(report, command, target, elapsed)
                                                   .dump(style.compact ? -1 : 2, ' ', false,
                                                         Json::error_handler_t::replace) +
-                                              "
-                                              "
+                                              "\n"
                                         : aligned(report.lines, style.color);
     if (!write_text(stdout, text))
         put_error(fmt::format("cannot write to standard output: {}", std::strerror(errno)));

@@ -28,17 +28,17 @@ std::uint8_t channel_of(const SlaveArguments& arguments) {
 const std::string& text_of(const std::string& text, std::size_t longest, const char* what) {
     if (text.size() > longest)
         throw UsageError(
-            fmt::format("'{}' is longer than the {} bytes of a {}", text, longest, what));
+            fmt::format("'{}' is longer than the {} bytes of {}", text, longest, what));
     return text;
 }
 
 Request registration(const SlaveArguments& arguments) {
     const std::string mac = mac_of(arguments);
     Slave slave{.mac = mac,
-                .hostname = text_of(arguments.hostname, 17, "host name"),
-                .serial = text_of(arguments.serial, 12, "serial number"),
-                .model = text_of(arguments.model, 9, "model"),
-                .ip = text_of(arguments.ip, 15, "IP address"),
+                .hostname = text_of(arguments.hostname, 17, "a host name"),
+                .serial = text_of(arguments.serial, 12, "a serial number"),
+                .model = text_of(arguments.model, 9, "a model"),
+                .ip = text_of(arguments.ip, 15, "an IP address"),
                 .version = {}};
     std::string rest = arguments.version.empty() ? "0.0.0" : arguments.version;
     std::size_t dot = 0;
@@ -84,7 +84,7 @@ const std::vector<SlaveCommand>& slave_commands() {
          {{"MAC", &Arguments::mac}, {"STATUS", &Arguments::text}},
          {},
          [](const Arguments& a) {
-             return encoder_status_request(mac_of(a), text_of(a.text, 8, "status"));
+             return encoder_status_request(mac_of(a), text_of(a.text, 8, "a status"));
          }},
         {"register",
          "register a slave (110)",

@@ -49,7 +49,7 @@ void tell_exchange(const Bytes& sent, const Bytes& received) {
 }
 
 std::optional<std::string> target_of(const Invocation& invocation) {
-    if (!invocation.asks_module)
+    if (!invocation.asks_module || !invocation.run)
         return std::nullopt;
     return name_of(invocation.options.settings.target);
 }
@@ -89,9 +89,12 @@ class CommandLine {
     }
     // What is wrong with the words, in one line.
     [[nodiscard]] std::string problem(const CLI::ParseError& error) const {
-        if (!app_.get_subcommands().empty())
+        const CLI::App* last = &app_;
+        while (!last->get_subcommands().empty())
+            last = last->get_subcommands()[0];
+        if (last->get_require_subcommand_min() == 0)
             return error.what();
-        const std::vector<std::string> unknown = app_.remaining();
+        const std::vector<std::string> unknown = app_.remaining(true);
         return unknown.empty() ? "a command is required; --help lists them"
                                : fmt::format("no command or option {}", unknown[0]);
     }
@@ -277,6 +280,19 @@ Report run(const Invocation& invocation) {
     return report;
 }
 
+bool is_misuse(const Report& report) {
+    return report.error && report.error->stage == "usage";
+}
+
+constexpr int kUnknown = 3;  // of a monitoring plugin
+
+// Which is read by its line, also when it was called wrongly.
+void tell_monitoring(Report& report) {
+    report.status = kUnknown;
+    report.data["state"] = "UNKNOWN";
+    report.line({fmt::format("ZONDAR UNKNOWN - {}", printable(report.error->message))});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -293,13 +309,13 @@ int main(int argc, char** argv) try {
         report.fail(kUsage, "usage", line.problem(error));
     }
     const Invocation& invocation = line.invocation();
+    if (line.is_check() && is_misuse(report))
+        tell_monitoring(report);
     print(report, line.command(), target_of(invocation), std::chrono::steady_clock::now() - start,
           invocation.style);
     if (std::ferror(stdout) != 0)
         report.fail(kUsage, "usage", "the answer could not be written");
-    constexpr int kUnknown = 3;  // of a monitoring plugin
-    const bool misused = report.error && report.error->stage == "usage";
-    return line.is_check() && misused ? kUnknown : report.status;
+    return line.is_check() && is_misuse(report) ? kUnknown : report.status;
 } catch (const std::exception& error) {
     std::fprintf(stderr, "zondarctl: %s\n", error.what());
     return kUsage;

@@ -521,8 +521,10 @@ TEST(Check, IsCriticalWithoutAModuleAndUnknownWithoutAnAnswerToTheQuestion) {
         {{"check", "--warn", "alarma_in"},
          2,
          "ZONDAR CRITICAL - no connection: Connection refused\n"},
-        {{"check", "--nothing"}, 3, ""},
-        {{"check", "--port", "0"}, 3, ""},
+        {{"check", "--nothing"},
+         3,
+         "ZONDAR UNKNOWN - The following argument was not expected: --nothing\n"},
+        {{"check", "--port", "0"}, 3, "ZONDAR UNKNOWN - --port: Value 0 not in range 1 to 65535\n"},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(testing::PrintToString(each.words));

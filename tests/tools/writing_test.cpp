@@ -512,7 +512,7 @@ TEST_F(Untouched, ByWhatNoSlaveCanSend) {
         {{"register", mac, "--model", "1234567890"},
          "'1234567890' is longer than the 9 bytes of a model"},
         {{"register", mac, "--ip", "1234567890123456"},
-         "'1234567890123456' is longer than the 15 bytes of a IP address"},
+         "'1234567890123456' is longer than the 15 bytes of an IP address"},
         {{"register", mac, "--software", "256.0.0"}, "'256' is no version: it is 0 to 255"},
         {{"register", mac, "--software", "1.256"}, "'256' is no version: it is 0 to 255"},
         {{"register", mac, "--software", "1.2."}, "'' is no version: it is 0 to 255"},
