@@ -43,7 +43,7 @@ Value parse_value(const Parameter& parameter, std::string_view text);
 // The request that stores a value which the parameter can hold.
 Request write_request(const Parameter& parameter, const Value& value);
 
-// What the module shows once it has stored `value`.
+// What is read back of a value that the module took as it was meant.
 Value value_after(const Parameter& parameter, const Value& value);
 
 // The request for a configuration block.

@@ -8,7 +8,6 @@
 #include <atomic>
 #include <cstring>
 #include <filesystem>
-#include <sstream>
 #include <thread>
 
 #include "tests/support/database.h"
@@ -49,14 +48,6 @@ Words joined_words(const Words& one, const Words& other) {
     Words all = one;
     all.insert(all.end(), other.begin(), other.end());
     return all;
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
 }
 
 // As a user types it into a shell: "status > /dev/full".

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <functional>
 #include <map>
-#include <sstream>
 #include <utility>
 
 #include "tests/support/bytes.h"
@@ -23,14 +22,6 @@ using testing::ElementsAreArray;
 using testing::HasSubstr;
 
 using Words = std::vector<std::string>;
-
-Words lines_of(const std::string& text) {
-    std::istringstream stream(text);
-    Words lines;
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
 
 // docs/protocol.md, which says it in other words.
 

@@ -5,7 +5,6 @@
 #include <csignal>
 #include <ctime>
 #include <regex>
-#include <sstream>
 
 #include "tests/support/database.h"
 #include "tests/support/frames.h"
@@ -23,14 +22,6 @@ using testing::Not;
 
 using Json = nlohmann::ordered_json;
 using Words = std::vector<std::string>;
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
 
 // The clock of this machine, which is the daemon's, too.
 std::string now_as(const char* format) {

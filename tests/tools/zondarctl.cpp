@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace {
 
 std::vector<std::string> with_path(const std::vector<std::string>& words) {
@@ -30,4 +32,12 @@ nlohmann::ordered_json json_of(const std::vector<std::string>& words, int status
     const ProgramRun run = zondarctl(all);
     EXPECT_EQ(run.status, status) << run.err;
     return nlohmann::ordered_json::parse(run.out);
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
 }

@@ -19,3 +19,6 @@ std::string zondarctl_path();
 // With --json: the object that it printed. Fails the test when that is not exactly one, or when the
 // exit status is another.
 nlohmann::ordered_json json_of(const std::vector<std::string>& words, int status = 0);
+
+// What was printed, line by line.
+std::vector<std::string> lines_of(const std::string& text);
