@@ -166,8 +166,8 @@ std::string printable(std::string_view text) {
         const Character character = first_character(text);
         const std::string_view bytes = text.substr(0, std::max<std::size_t>(character.length, 1));
         if (character.length == 0 || is_control(character.code)) {
-            for (const unsigned char byte : bytes)
-                shown += fmt::format("\\x{:02X}", byte);
+            for (const char byte : bytes)
+                shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
         } else {
             shown += bytes;
         }

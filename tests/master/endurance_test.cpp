@@ -150,7 +150,6 @@ TEST(Connection, LeavesThePortFreeWhenTheDaemonClosesItBeforeAnythingIsSaid) {
 
 TEST(Endurance, OfAThousandExchangesNoneIsWrongAndNoneIsLostWithoutAKill) {
     make_board();
-    write_script("/quelt/script/g_ether_reload.sh", "");
     const SyslogReader log;
     Restarts restarts;
     Settings settings;
