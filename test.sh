@@ -14,7 +14,7 @@ git ls-files -- '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 step 'scripts'
 git grep -lE '^#!.*sh' -- ':!*.md' | xargs shellcheck
 
-for preset in release asan tsan; do
+for preset in release asan; do
     step "build $preset"
     cmake --preset "$preset" > /dev/null
     cmake --build --preset "$preset" -- --quiet
@@ -26,7 +26,7 @@ nice tools/analyse app processor params queltdb link transport master tools benc
 analysis=$!
 trap 'kill "$analysis" 2> /dev/null || true' EXIT
 
-for preset in release asan tsan; do
+for preset in release asan; do
     step "tests $preset"
     ctest --test-dir "build/$preset" --no-tests=error --output-on-failure -j 8 |
         grep -vE '^ *Start |Passed +[0-9.]+ sec$'
