@@ -17,35 +17,32 @@ bool ReceiveMachine::feed(std::uint8_t byte) {
         return false;
     }
     record_[index_] = byte;
-    if (state_ == State::READING_CHECKSUM)
-        record_[kChecksumRxOffset] = byte;
-    if (state_ == State::READING_CRC)
-        record_[kCrc8RxOffset] = byte;
-    if (state_ == State::READING_HEADER && index_ == kLengthOffset)
-        data_end_ = kLengthOffset + byte;
-    ++index_;
-    may_be_doubled_ = true;
-    state_ = next_state(byte);
-    return state_ == State::TRAMA_RECIBIDA;
-}
-
-// The state after `stored` went to the place before index_.
-ReceiveMachine::State ReceiveMachine::next_state(std::uint8_t stored) const {
     switch (state_) {
         case State::READING_HEADER:
-            if (index_ <= kLengthOffset)
-                return State::READING_HEADER;
-            return stored != 0 ? State::READING_INFO : State::READING_CHECKSUM;
+            if (index_ == kLengthOffset) {
+                data_end_ = kLengthOffset + byte;
+                state_ = byte != 0 ? State::READING_INFO : State::READING_CHECKSUM;
+            }
+            break;
         case State::READING_INFO:
-            return index_ > data_end_ ? State::READING_CHECKSUM : State::READING_INFO;
+            if (index_ == data_end_)
+                state_ = State::READING_CHECKSUM;
+            break;
         case State::READING_CHECKSUM:
-            return in_crc8_mode() ? State::READING_CRC : State::TRAMA_RECIBIDA;
-        case State::WAITING_START:
+            record_[kChecksumRxOffset] = byte;
+            state_ = in_crc8_mode() ? State::READING_CRC : State::TRAMA_RECIBIDA;
+            break;
         case State::READING_CRC:
+            record_[kCrc8RxOffset] = byte;
+            state_ = State::TRAMA_RECIBIDA;
+            break;
+        case State::WAITING_START:
         case State::TRAMA_RECIBIDA:
             break;
     }
-    return State::TRAMA_RECIBIDA;
+    ++index_;
+    may_be_doubled_ = true;
+    return state_ == State::TRAMA_RECIBIDA;
 }
 
 bool ReceiveMachine::in_crc8_mode() const {

@@ -29,7 +29,6 @@ class ReceiveMachine {
     [[nodiscard]] std::size_t data_end() const { return data_end_; }
 
   private:
-    [[nodiscard]] State next_state(std::uint8_t stored) const;
     [[nodiscard]] bool in_crc8_mode() const;
 
     std::uint8_t* record_;

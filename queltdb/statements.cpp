@@ -73,9 +73,10 @@ void blank_first_percent(char* text) {
 }  // namespace
 
 Rows::Rows(sqlite3* db, const char* table, const char* clause, std::va_list arguments) {
-    std::string format = formatted("SELECT * FROM %s ", table);
-    if (clause != nullptr)
-        format += clause;
+    const std::string format = std::string("SELECT * FROM ")
+                                   .append(table)
+                                   .append(" ")
+                                   .append(clause == nullptr ? "" : clause);
     const SqliteText statement = checked(sqlite3_vmprintf(format.c_str(), arguments));
     attempt(
         "doSelect",
