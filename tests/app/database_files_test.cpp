@@ -29,6 +29,14 @@ TEST(DatabaseFiles, OpensAnExistingFileForWriting) {
     EXPECT_GT(std::filesystem::file_size("/tmp/a.sqlite"), 0U);
 }
 
+TEST(DatabaseFiles, LeavesTheMemoryUncounted) {
+    write_file("/tmp/a.sqlite", "");
+    sqlite3* const database = openDb("/tmp/a.sqlite");
+    EXPECT_EQ(sqlite3_exec(database, "CREATE TABLE T (c)", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite3_memory_used(), 0);
+    EXPECT_EQ(closeDb(database), 1);
+}
+
 TEST(DatabaseFiles, ReportsThatAUsedOneCannotBeClosed) {
     write_file("/tmp/a.sqlite", "");
     sqlite3* const database = openDb("/tmp/a.sqlite");
