@@ -12,6 +12,16 @@ add_compile_options(
 add_compile_options(-ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections)
 
+# The released daemon is optimised as a whole.
+set(ZONDAR_WHOLE_PROGRAM $<$<CONFIG:MinSizeRel>:-flto=auto>)
+
+# Tables are full of pointers; packed, the 24 bytes that relocate each become one bit.
+include(CheckLinkerFlag)
+check_linker_flag(CXX -Wl,-z,pack-relative-relocs ZONDAR_PACKS_RELOCATIONS)
+if(ZONDAR_PACKS_RELOCATIONS)
+  add_link_options(-Wl,-z,pack-relative-relocs)
+endif()
+
 set(ZONDAR_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 if(ZONDAR_SANITIZE)
   add_compile_options(-fsanitize=${ZONDAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

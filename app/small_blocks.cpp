@@ -1,0 +1,47 @@
+// The program's operator new and delete: small blocks are kept for the next one that is as small.
+// A select makes and frees a value and a text for every column of a row; the general allocator
+// keeps only seven of a size at hand, and merges and splits the others each time.
+#include <malloc.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr std::size_t kSmall = 24;  // holds a value, a number's text, most other texts
+constexpr std::size_t kWaste = 16;  // that a block may be larger
+
+struct Spare {
+    Spare* next;
+};
+constinit thread_local Spare* spares = nullptr;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    if (size <= kSmall) {
+        if (Spare* const block = spares) {
+            spares = block->next;
+            return block;
+        }
+        size = kSmall;
+    }
+    void* const block = std::malloc(size);
+    if (block == nullptr)
+        throw std::bad_alloc();
+    return block;
+}
+
+void operator delete(void* block) noexcept {
+    if (block == nullptr)
+        return;
+    const std::size_t size = malloc_usable_size(block);
+    if (size < kSmall || size >= kSmall + kWaste)
+        return std::free(block);
+    spares = new (block) Spare{spares};
+}
+
+void operator delete(void* block, std::size_t /*size*/) noexcept {
+    operator delete(block);
+}
