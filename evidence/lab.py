@@ -42,8 +42,9 @@ _libc = ctypes.CDLL(None, use_errno=True)
 _preset = "release"
 
 
-def enter(preset: str = "release") -> None:
-    """Goes on inside the sandbox with a daemon built as `preset`; outside of it, never returns."""
+def enter(preset: str = "release", *more: str) -> None:
+    """Goes on inside the sandbox with the daemon, and `more` targets, built as `preset`; outside of
+    it, never returns."""
     global _preset
     _preset = preset
     if os.environ.get("ZONDAR_SANDBOX"):
@@ -52,7 +53,7 @@ def enter(preset: str = "release") -> None:
     for command in (
         ["tools/install-dependencies", "evidence"],
         ["cmake", "--preset", preset],
-        ["cmake", "--build", f"build/{preset}", "--target", "zondar_net_receiver"],
+        ["cmake", "--build", f"build/{preset}", "--target", "zondar_net_receiver", *more],
     ):
         done = subprocess.run(command, stdout=subprocess.DEVNULL, check=False)
         if done.returncode != 0:
@@ -73,21 +74,33 @@ def mount_tmpfs(path: pathlib.Path, options: str = "") -> None:
     _libc_call("mount", b"tmpfs", str(path).encode(), b"tmpfs", 0, options.encode())
 
 
-def _new_world() -> None:
-    board = _board()
-    _libc_call("unshare", _CLONE_NEWNET | _CLONE_NEWNS)
+def new_network() -> None:
+    """A loopback that nothing has used, for what starts from now on: no port is still held there."""
+    _libc_call("unshare", _CLONE_NEWNET)
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as loopback:
         request = struct.pack("16sh14x", b"lo", _IFF_UP | _IFF_RUNNING)
         fcntl.ioctl(loopback, _SIOCSIFFLAGS, request)
+
+
+def _new_world() -> None:
+    _libc_call("unshare", _CLONE_NEWNS)
+    new_network()
     mount_tmpfs(pathlib.Path("/quelt"))
-    shutil.copytree(board, "/quelt", dirs_exist_ok=True)
+    new_board()
     mount_tmpfs(pathlib.Path("/tmp"))
+
+
+def new_board() -> None:
+    """The board as delivered, for a daemon that is not running."""
+    shutil.copytree(_board(), "/quelt", dirs_exist_ok=True)
+    for path in (CONFIGURATION, STATE):
+        pathlib.Path(f"{path}-journal").unlink(missing_ok=True)
 
 
 @functools.cache
 def _board() -> pathlib.Path:
-    """The sample board as delivered, made once a script."""
-    board = pathlib.Path(tempfile.mkdtemp())
+    """The sample board as delivered, made once a script, where every world sees it."""
+    board = pathlib.Path(tempfile.mkdtemp(dir="/dev/shm"))
     subprocess.run([ROOT / "board/make", board], check=True)
     return board
 
