@@ -13,6 +13,8 @@ git ls-files -- '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 
 step 'scripts'
 git grep -lE '^#!.*sh' -- ':!*.md' | xargs shellcheck
+git ls-files -- '*.py' | xargs pyflakes3
+for script in $(git grep -lE '^#!.*python3' -- ':!*.md'); do pyflakes3 < "$script"; done
 
 for preset in release asan; do
     step "build $preset"

@@ -42,7 +42,11 @@ int main(int argc, char* argv[]) {
     const BareStatements statements(argv[1]);
 
     const int listening = listening_socket();
-    for (int round = 0; listening != -1; ++round) {
+    if (listening == -1) {
+        std::perror(argv[0]);
+        return 1;
+    }
+    for (int round = 0;; ++round) {
         char received[64];
         const int asking = accept(listening, nullptr, nullptr);
         while (read(asking, received, sizeof received) > 0) {
@@ -55,6 +59,4 @@ int main(int argc, char* argv[]) {
         close(collecting);
         usleep(kPause_us);
     }
-    std::perror(argv[0]);
-    return 1;
 }
