@@ -9,6 +9,7 @@
 #include "link/mensaje.h"
 #include "processor/protocol_log.h"
 #include "processor/request.h"
+#include "processor/signals_held.h"
 
 namespace {
 
@@ -20,16 +21,22 @@ constexpr int kTmMonths = 1;    // what tm_mon leaves out
 
 // In the zone that the system has now: localtime() reads it anew each time, localtime_r() once.
 std::tm local_now() {
+    const SignalsHeld held;
     const std::time_t now = std::time(nullptr);
     const std::tm* const local = std::localtime(&now);
     return local != nullptr ? *local : std::tm{};
 }
 
-// False for lack of rights, or when the moment is none that a clock can show.
-bool set_clock(std::tm local) {
+std::time_t moment_of(std::tm local) {
     // Whether it is summer is that day's own: otherwise the time of day moved by an hour.
     local.tm_isdst = -1;
-    const std::timespec moment{.tv_sec = std::mktime(&local), .tv_nsec = 0};
+    const SignalsHeld held;
+    return std::mktime(&local);
+}
+
+// False for lack of rights, or when the moment is none that a clock can show.
+bool set_clock(const std::tm& local) {
+    const std::timespec moment{.tv_sec = moment_of(local), .tv_nsec = 0};
     return clock_settime(CLOCK_REALTIME, &moment) == 0;
 }
 

@@ -2,31 +2,11 @@
 
 #include <syslog.h>
 
-#include <csignal>
 #include <cstdarg>
 
+#include "processor/signals_held.h"
+
 std::uint32_t conf_log = 0;
-
-namespace {
-
-// The handler of a fatal signal logs, too. On a thread that is just logging it would wait for ever
-// for the lock that this very thread holds.
-class SignalsHeld {
-  public:
-    SignalsHeld() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsHeld(const SignalsHeld&) = delete;
-    SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-  private:
-    sigset_t before_{};
-};
-
-}  // namespace
 
 void log_line(int priority, const char* format, ...) {
     const SignalsHeld held;

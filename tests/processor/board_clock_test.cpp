@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
@@ -27,6 +28,43 @@
 #include "tests/support/contents.h"
 #include "tests/support/open_board.h"
 #include "tests/support/trace.h"
+
+namespace {
+
+bool a_signal_comes = false;
+volatile std::sig_atomic_t in_the_time_zone = 0;
+volatile std::sig_atomic_t taken = 0;
+volatile std::sig_atomic_t taken_in_the_time_zone = 0;
+
+void take(int /*signal*/) {
+    taken = taken + 1;
+    taken_in_the_time_zone = taken_in_the_time_zone + in_the_time_zone;
+}
+
+void enter_the_time_zone() {
+    if (!a_signal_comes)
+        return;
+    in_the_time_zone = 1;
+    std::raise(SIGTERM);
+    in_the_time_zone = 0;
+}
+
+}  // namespace
+
+// The linker puts these in between. The C library holds the time zone's lock in both.
+std::tm* library_localtime(const std::time_t* moment) asm("__real_localtime");
+std::tm* localtime_and_signal(const std::time_t* moment) asm("__wrap_localtime");
+std::tm* localtime_and_signal(const std::time_t* moment) {
+    enter_the_time_zone();
+    return library_localtime(moment);
+}
+
+std::time_t library_mktime(std::tm* local) asm("__real_mktime");
+std::time_t mktime_and_signal(std::tm* local) asm("__wrap_mktime");
+std::time_t mktime_and_signal(std::tm* local) {
+    enter_the_time_zone();
+    return library_mktime(local);
+}
 
 namespace {
 
@@ -488,6 +526,22 @@ TEST_F(BoardClockSet, IsLoggedWhenItIsRefused) {
             EXPECT_THAT(log.take(), ElementsAreArray(mask == 0x40 ? logged.lines : none));
         }
     }
+}
+
+// The handler of a signal logs, for which it needs the time zone, too: it would wait for ever.
+TEST_F(BoardClockSet, LeavesNoMomentInWhichASignalHangsTheDaemon) {
+    show(kUtc, kNow);
+    auto* const before = std::signal(SIGTERM, take);
+    a_signal_comes = true;
+    answer_to(1, {2});
+    EXPECT_EQ(taken, 2);
+    answer_to(kWrite, setting(kTime, "10.30"));
+    EXPECT_EQ(taken, 4);
+    answer_to(kWrite, setting(kDate, "04.03.2025"));
+    EXPECT_EQ(taken, 6);
+    EXPECT_EQ(taken_in_the_time_zone, 0);
+    a_signal_comes = false;
+    std::signal(SIGTERM, before);
 }
 
 TEST_F(BoardClockSet, LeavesTheDatabasesAlone) {
