@@ -37,6 +37,7 @@ PATIENCE = 60.0  # seconds for what must happen at last
 # ------------------------------------------------------------------------------- private worlds
 
 _CLONE_NEWNS, _CLONE_NEWNET = 0x00020000, 0x40000000
+_MS_BIND = 0x1000
 _SIOCSIFFLAGS, _IFF_UP, _IFF_RUNNING = 0x8914, 0x1, 0x40
 _libc = ctypes.CDLL(None, use_errno=True)
 _preset = "release"
@@ -171,15 +172,17 @@ def _end_group(pid: int) -> None:
 
 class Daemon:
     """The real daemon as a child process of this world, in a group of its own. `launcher` are words
-    before its own, such as an strace command; `options` stand before the two database paths."""
+    before its own, such as an strace command; `options` stand before the two database paths. What
+    it prints is kept in memory, unless `discard`."""
 
     def __init__(
         self,
         options: Iterable[str] = (),
         launcher: Iterable[str] = (),
         prepare: Callable[[], None] = lambda: None,
+        discard: bool = False,
     ) -> None:
-        self._output = tempfile.TemporaryFile()
+        self._output = open(os.devnull, "w+b") if discard else tempfile.TemporaryFile()
         program = ROOT / "build" / _preset / "app/zondar_net_receiver"
         command = [*launcher, str(program), *options, str(CONFIGURATION), str(STATE)]
 
@@ -247,7 +250,38 @@ class Daemon:
         return int(fields["Rss"].split()[0]), int(fields["Anonymous"].split()[0])
 
     def descriptors(self) -> int:
-        return len(os.listdir(f"/proc/{self.pid}/fd"))
+        """Between two connections, when it has read the last one to its end."""
+        counts = []
+        for _ in range(20):
+            counts.append(len(os.listdir(f"/proc/{self.pid}/fd")))
+            time.sleep(0.01)
+        return min(counts)
+
+
+class SystemLog:
+    """This world's /dev/log from now on. It takes ten lines that are not yet asked for, then
+    whoever logs waits."""
+
+    def __init__(self) -> None:
+        path = pathlib.Path(tempfile.mkdtemp()) / "log"
+        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM | socket.SOCK_NONBLOCK)
+        self._socket.bind(str(path))
+        pathlib.Path("/dev/log").touch()  # /dev is one for all worlds
+        _libc_call("mount", str(path).encode(), b"/dev/log", None, _MS_BIND, None)
+
+    def lines(self) -> list[str]:
+        """The texts since the last call, without time, name and priority."""
+        packets = []
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                packets.append(self._socket.recv(8192).decode())
+        return [packet.split(": ", 1)[1] for packet in packets]
+
+    def discard(self) -> None:
+        """Reads for ever, for a thread of its own."""
+        while True:
+            select.select([self._socket], [], [])
+            self.lines()
 
 
 # ---------------------------------------------------------------------------- the master's side
@@ -317,11 +351,11 @@ def end_of_empty_connection(patience: float = PATIENCE) -> bytes:
         return read_to_end(peer)
 
 
-def resynchronise() -> None:
+def resynchronise(patience: float = PATIENCE) -> None:
     """Brings the daemon's receive machine back to its start: 501 failed attempts in a row."""
     failed = 0
     while failed < 501:
-        failed = 0 if end_of_empty_connection() else failed + 1
+        failed = 0 if end_of_empty_connection(patience) else failed + 1
 
 
 def wait_for(condition: Callable[[], bool], patience: float = PATIENCE) -> bool:
