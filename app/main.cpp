@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <exception>
 #include <string>
 
@@ -57,6 +58,9 @@ int main(int argc, char* argv[]) {
     abort_the_usual_way = std::set_terminate(show_text_and_abort);
     // What is printed is seen at once, in its order among the lines of standard error.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    // Else perror may allocate a stream for a line, and the handler of a signal that comes
+    // meanwhile waits for the allocator's lock for ever.
+    std::fwide(stderr, -1);
 
     const Cmdline cmdline(argc, argv);
     if (cmdline.v())

@@ -24,6 +24,8 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
 
 constexpr std::chrono::milliseconds kMoment{100};
 
@@ -85,6 +87,21 @@ TEST_F(SystemSignals, EndADaemonThatIsLogging) {
         ASSERT_EQ(daemon.wait(), 1) << strsignal(signal);
         EXPECT_EQ(log.count("Exiting due to signal"), 1);
     }
+}
+
+// Errors are told without allocating: the handler of a signal that comes meanwhile would wait for
+// the allocator's lock for ever. perror calls dup when it would make a stream of its own.
+TEST_F(SystemSignals, EndADaemonThatTellsOfErrors) {
+    const SyslogReader log;
+    Daemon tracer({.launcher = {"strace", "-o", "/tmp/calls", "-e", "trace=accept4,dup", "-e",
+                                "inject=accept4:error=EMFILE:when=1"},
+                   .prepare = leave_faults_to_the_program});
+    ASSERT_TRUE(up(log));
+    ASSERT_TRUE(eventually(
+        [&] { return tracer.err().find("read: Bad file descriptor\n") != std::string::npos; }));
+    Daemon::deliver(std::stoi(read_file("/tmp/zondar_net_receiver.pid")), SIGTERM);
+    EXPECT_EQ(tracer.wait(), 1);
+    EXPECT_THAT(read_file("/tmp/calls"), Not(HasSubstr("dup(")));
 }
 
 // The log is closed before it, so it comes under the program's own name.
