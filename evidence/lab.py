@@ -23,9 +23,10 @@ import sys
 import tempfile
 import time
 import traceback
+from collections import Counter
 from collections.abc import Callable, Iterable, Iterator
 from multiprocessing import connection as pipes
-from typing import Any
+from typing import Any, NoReturn
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PORT = 8001
@@ -37,7 +38,7 @@ PATIENCE = 60.0  # seconds for what must happen at last
 # ------------------------------------------------------------------------------- private worlds
 
 _CLONE_NEWNS, _CLONE_NEWNET = 0x00020000, 0x40000000
-_MS_BIND = 0x1000
+_MS_RDONLY, _MS_REMOUNT, _MS_BIND = 0x1, 0x20, 0x1000
 _SIOCSIFFLAGS, _IFF_UP, _IFF_RUNNING = 0x8914, 0x1, 0x40
 _libc = ctypes.CDLL(None, use_errno=True)
 _preset = "release"
@@ -73,6 +74,16 @@ def mount_tmpfs(path: pathlib.Path, options: str = "") -> None:
     """An empty file system of this world's own, such as one of "size=64k"."""
     path.mkdir(parents=True, exist_ok=True)
     _libc_call("mount", b"tmpfs", str(path).encode(), b"tmpfs", 0, options.encode())
+
+
+def remount(path: pathlib.Path, read_only: bool) -> None:
+    flags = _MS_REMOUNT | (_MS_RDONLY if read_only else 0)
+    _libc_call("mount", b"tmpfs", str(path).encode(), b"tmpfs", flags, b"")
+
+
+def bind(source: pathlib.Path, target: pathlib.Path) -> None:
+    """Shows `source` at `target`."""
+    _libc_call("mount", str(source).encode(), str(target).encode(), None, _MS_BIND, None)
 
 
 def new_network() -> None:
@@ -161,6 +172,46 @@ def run_cases(
             _end_group(pid)
 
 
+# Figures by their name, and what was not as it should be.
+Found = tuple[Counter[str], list[str]]
+Families = dict[str, tuple[Callable[..., Found], list[tuple[str, ...]]]]
+
+
+def run_families(families: Families, preset: str, *more: str) -> NoReturn:
+    """A script's main: runs each family's function over its cases, in worlds of their own, prints
+    what failed and the figures. The command line names families; without one, all of them."""
+    script = "/".join(pathlib.Path(sys.argv[0]).resolve().parts[-2:])
+    wanted = sys.argv[1:] or list(families)
+    for name in wanted:
+        if name not in families:
+            sys.exit(f"{script}: no cases of the name {name!r}; there are: {', '.join(families)}")
+    enter(preset, *more)
+    start = time.monotonic()
+    cases = [(name, arguments) for name in wanted for arguments in families[name][1]]
+    played: Counter[str] = Counter()
+    figures: Counter[str] = Counter()
+    failed = 0
+
+    def play(case: tuple[str, tuple[str, ...]]) -> Found:
+        try:
+            return families[case[0]][0](*case[1])
+        except (OSError, ValueError):  # no answer, or none to the request
+            return Counter(), [traceback.format_exc()]
+
+    for (name, arguments), (found, problems) in run_cases(play, cases):
+        played[name] += 1
+        figures.update(found)
+        failed += bool(problems)
+        for problem in problems:
+            print(f"{name}, {' '.join(arguments)}: {problem}", flush=True)
+    for name, number in played.items():
+        print(f"{name}: {number} cases")
+    for figure, number in sorted(figures.items()):
+        print(f"{figure}: {number}")
+    print(f"cases: {len(cases)}, failed: {failed}, seconds: {time.monotonic() - start:.0f}")
+    sys.exit(failed != 0)
+
+
 def _end_group(pid: int) -> None:
     with contextlib.suppress(ProcessLookupError):
         os.killpg(pid, signal.SIGKILL)
@@ -170,10 +221,15 @@ def _end_group(pid: int) -> None:
 # ----------------------------------------------------------------------------------- the daemon
 
 
+def built(program: str) -> pathlib.Path:
+    return ROOT / "build" / _preset / program
+
+
 class Daemon:
     """The real daemon as a child process of this world, in a group of its own. `launcher` are words
-    before its own, such as an strace command; `options` stand before the two database paths. What
-    it prints is kept in memory, unless `discard`."""
+    before its own, such as an strace command; `options` stand before the two database paths;
+    `program` is the one that is started, under the build folder. What it prints is kept in memory,
+    unless `discard`."""
 
     def __init__(
         self,
@@ -181,10 +237,10 @@ class Daemon:
         launcher: Iterable[str] = (),
         prepare: Callable[[], None] = lambda: None,
         discard: bool = False,
+        program: str = "app/zondar_net_receiver",
     ) -> None:
         self._output = open(os.devnull, "w+b") if discard else tempfile.TemporaryFile()
-        program = ROOT / "build" / _preset / "app/zondar_net_receiver"
-        command = [*launcher, str(program), *options, str(CONFIGURATION), str(STATE)]
+        command = [*launcher, str(built(program)), *options, str(CONFIGURATION), str(STATE)]
 
         def before() -> None:
             signal.signal(signal.SIGPIPE, signal.SIG_IGN)  # as a supervisor does
