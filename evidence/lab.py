@@ -323,7 +323,7 @@ class SystemLog:
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM | socket.SOCK_NONBLOCK)
         self._socket.bind(str(path))
         pathlib.Path("/dev/log").touch()  # /dev is one for all worlds
-        _libc_call("mount", str(path).encode(), b"/dev/log", None, _MS_BIND, None)
+        bind(path, pathlib.Path("/dev/log"))
 
     def lines(self) -> list[str]:
         """The texts since the last call, without time, name and priority."""
