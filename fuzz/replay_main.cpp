@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -28,6 +29,14 @@ std::vector<fs::path> files_in(const char* folder) {
     return files;
 }
 
+// An exit of the code under test must not pass for the end of the replay.
+bool at_the_end = false;
+
+void fail_unless_at_the_end() {
+    if (!at_the_end)
+        std::_Exit(1);
+}
+
 // Exactly as long as the input, so that a sanitizer sees a read beyond its end.
 void replay(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
@@ -43,6 +52,8 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "usage: %s FOLDER...\n", argv[0]);
         return 2;
     }
+    if (std::atexit(fail_unless_at_the_end) != 0)
+        return 1;
     std::size_t replayed = 0;
     for (int i = 1; i < argc; ++i) {
         const std::vector<fs::path> files = files_in(argv[i]);
@@ -58,6 +69,7 @@ int main(int argc, char* argv[]) {
         }
         replayed += files.size();
     }
+    at_the_end = true;
     std::printf("%zu inputs replayed\n", replayed);
     return 0;
 }
