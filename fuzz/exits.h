@@ -4,8 +4,9 @@
 #include <csetjmp>
 #include <optional>
 
-// Where an exit goes; null: the process ends.
-extern std::jmp_buf* exit_goes_to;
+// While true, an exit goes there; else the process ends.
+extern bool exit_is_caught;
+extern std::jmp_buf exit_goes_to;
 // The status of the last exit that went there.
 extern int exit_status;
 
@@ -13,16 +14,15 @@ extern int exit_status;
 // to throw, so it jumps: what `code` had on its stack then is not destroyed.
 template <typename Code>
 std::optional<int> exit_status_of(const Code& code) {
-    std::jmp_buf here;
-    exit_goes_to = &here;
-    if (setjmp(here) != 0)  // NOLINT(cert-err52-cpp)
+    exit_is_caught = true;
+    if (setjmp(exit_goes_to) != 0)  // NOLINT(cert-err52-cpp)
         return exit_status;
     try {
         code();
     } catch (...) {
-        exit_goes_to = nullptr;
+        exit_is_caught = false;
         throw;
     }
-    exit_goes_to = nullptr;
+    exit_is_caught = false;
     return std::nullopt;
 }
