@@ -76,10 +76,12 @@ TEST_F(SystemSignals, EndADaemonThatIsLogging) {
         Daemon daemon({.options = {"-l", "64"}});
         ASSERT_TRUE(up(log));
         log.pause();
-        const Connection master;
-        do
-            master.send(hex("A5 05 00 00 00 00 FB"));
-        while (!log.full());
+        {
+            const Connection master;  // closed before the daemon's end, whose port would stay taken
+            do
+                master.send(hex("A5 05 00 00 00 00 FB"));
+            while (!log.full());
+        }
         EXPECT_FALSE(eventually([&] { return !daemon.running(); }, kMoment));
         Daemon::deliver(daemon.pid(), signal);
         EXPECT_FALSE(eventually([&] { return !daemon.running(); }, kMoment));
