@@ -93,4 +93,13 @@ TEST(Complete, FindsColumnsThatDoNotStandAtTheirSelector) {
     EXPECT_FALSE(complete<Column>(kShifted, 2));
 }
 
+TEST(ColumnName, IsNullWhereTheSelectorStandsForNoColumn) {
+    const ColumnName none_of_the_network = column_name(static_cast<e_Red>(1));
+    EXPECT_STREQ(none_of_the_network.table, "Red");
+    EXPECT_EQ(none_of_the_network.column, nullptr);
+    const ColumnName none_of_the_services = column_name(static_cast<e_str_ServiciosSalida>(3));
+    EXPECT_STREQ(none_of_the_services.table, "ServiciosSalida");
+    EXPECT_EQ(none_of_the_services.column, nullptr);
+}
+
 }  // namespace

@@ -184,6 +184,8 @@ TEST(ScanVersions, FailsOnAVersionWithoutFirstPartAndWritesNothing) {
         {.output = "b Software: ...\n", .version = "", .result = -1},
         {.output = "b Software: 1.2.3\nb Software: .5.6\n", .version = "", .result = -1},
         {.output = "b Software: .5.6\nb Software: 1.2.3\n", .version = "", .result = -1},
+        // a word that begins with a NUL byte reads as an empty one
+        {.output = std::string("b Software: \0 7\n", 16), .version = "", .result = -1},
         // not the wanted label
         {.output = "b U-Boot: .5.6\nb Software: 1.2.3\n", .version = "01 02 03"},
     });
