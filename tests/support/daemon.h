@@ -15,7 +15,8 @@ class Daemon {
         // The positional arguments.
         std::vector<std::string> paths = {"/quelt/db/config_local.sqlite",
                                           "/quelt/db/temp_local.sqlite"};
-        // Words before the daemon's own, such as an strace command.
+        // Words before the daemon's own, such as an strace command. Without any, the words of
+        // ZONDAR_DAEMON_LAUNCHER if it is set.
         std::vector<std::string> launcher = {};
         // Run in the child right before the daemon, for limits and signal dispositions.
         std::function<void()> prepare = [] {};
@@ -25,7 +26,7 @@ class Daemon {
     // `prepare`.
     explicit Daemon(const Setup& setup);
     Daemon() : Daemon(Setup()) {}
-    // Ends it if it still runs; fails the test when a sanitizer had something to say.
+    // Ends it if it still runs; fails the test when a sanitizer or valgrind had something to say.
     ~Daemon();
     Daemon(const Daemon&) = delete;
     Daemon& operator=(const Daemon&) = delete;
