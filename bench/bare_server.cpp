@@ -2,7 +2,6 @@
 // cannot do without, an answer made beforehand, the daemon's pause.
 //
 //   bare_server NAME CONFIGURATION STATE
-#include <netinet/in.h>
 #include <sqlite3.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,23 +9,14 @@
 #include <cstdio>
 
 #include "bench/canned_transport.h"
+#include "bench/listening_socket.h"
 #include "bench/requests.h"
 #include "link/link_level.h"
+#include "processor/identification.h"
 
 namespace {
 
 constexpr useconds_t kPause_us = 10'000;
-
-int listening_socket() {
-    const int listening = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(8001);
-    if (bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listening, 5) != 0)
-        return -1;
-    return listening;
-}
 
 }  // namespace
 
@@ -36,16 +26,13 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "usage: %s NAME CONFIGURATION STATE\n", argv[0]);
         return 2;
     }
+    fill_identification();
     // The answer as it goes over the wire is left behind in `canned`.
     tPuertoZondar port{};
     Tx_mensaje_zondar(&port, carry_out(*request(argv[1], 0)).get());
     const BareStatements statements(argv[1]);
 
     const int listening = listening_socket();
-    if (listening == -1) {
-        std::perror(argv[0]);
-        return 1;
-    }
     for (int round = 0;; ++round) {
         char received[64];
         const int asking = accept(listening, nullptr, nullptr);

@@ -2,13 +2,14 @@
 // databases, listens.
 //
 //   plain_start CONFIGURATION STATE
-#include <netinet/in.h>
 #include <sqlite3.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+
+#include "bench/listening_socket.h"
 
 int main(int argc, char* argv[]) {
     sqlite3* databases[2] = {};
@@ -19,13 +20,7 @@ int main(int argc, char* argv[]) {
     if (std::system("/quelt/script/g_ether_reload.sh") == -1)
         return 1;
     // The daemon listens before it reads who it is.
-    const int listening = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(8001);
-    if (bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(listening, 5) != 0)
-        return 1;
+    const int listening = listening_socket();
     constexpr const char* kScripts[] = {
         "/quelt/script/get_board_versions.sh",
         "hostname|tr -d '\\n'",
