@@ -66,10 +66,11 @@ def restore_databases() -> None:
 
 
 def one_row(cells: dict[str, Any]) -> dict[str, Any]:
-    """The slaves' rows are one. A commit whose unlocking fails counts as failed, so it is made
-    again, and a slave that could not be looked up is a new one: it may have several."""
+    """The slaves' rows are one, the first. A commit whose unlocking fails counts as failed, so it is
+    made again, and a slave that could not be looked up is a new one: it may have several."""
     return {re.sub(r"^(EsclavosModulo) \d+ ", r"\1 1 ", name): value
-            for name, value in cells.items() if not name.endswith(" IdEsclavosModulo")}  # fmt: skip
+            for name, value in sorted(cells.items(), reverse=True)
+            if not name.endswith(" IdEsclavosModulo")}  # fmt: skip
 
 
 # ---------------------------------------------------------------------------------- the daemon
