@@ -27,7 +27,7 @@ struct Statement {
 // The very statements of a request, with SQLite alone.
 class BareStatements {
   public:
-    // Learns them from two rounds of the request, which are carried out.
+    // Learns them from two rounds of the request, which are carried out, an odd one before them.
     explicit BareStatements(std::string_view name);
     void run(int round) const;
 
