@@ -36,8 +36,8 @@ void* operator new(std::size_t size) {
 void operator delete(void* block) noexcept {
     if (block == nullptr)
         return;
-    const std::size_t size = malloc_usable_size(block);
-    if (size < kSmall || size >= kSmall + kWaste)
+    // None is smaller than kSmall: all are made above.
+    if (malloc_usable_size(block) >= kSmall + kWaste)
         return std::free(block);
     spares = new (block) Spare{spares};
 }
