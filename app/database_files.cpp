@@ -21,8 +21,8 @@ sqlite3* openDb(const std::string& path) {
         syslog(LOG_LOCAL0 | LOG_CRIT, "No existe la base de datos. Saliendo...");
         std::exit(1);
     }
-    // Nobody asks for them, and they cost a quarter of a request. Does nothing once SQLite is in
-    // use.
+    // Nobody asks for the memory statistics, and they cost nearly a quarter of a configuration
+    // read. Does nothing once SQLite is in use.
     sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     sqlite3* database = nullptr;
     if (sqlite3_open(path.c_str(), &database) != SQLITE_OK) {

@@ -11,6 +11,7 @@ from collections.abc import Callable, Iterable
 from typing import Any
 
 import lab
+from mix import MAC, REGISTRATION
 
 
 @dataclasses.dataclass(frozen=True)
@@ -25,10 +26,6 @@ def text(sub_command: int, value: str) -> bytes:
     return bytes([sub_command]) + value.encode() + b"\0"
 
 
-MAC = b"0a1b2c3d4e5f\0"
-SLAVE = (b"encoder-1".ljust(18, b"\0") + b"SL2024000077\0" + b"RE100".ljust(10, b"\0")
-         + b"169.254.34.50".ljust(16, b"\0") + bytes([1, 2, 3]))  # fmt: skip
-
 EXCHANGES = {
     "status": Exchange(0),
     "block-1": Exchange(1, b"\x01"),
@@ -37,7 +34,7 @@ EXCHANGES = {
     "text": Exchange(3, text(31, "Canal Sur")),
     "country": Exchange(3, text(71, "Australia")),
     # Looking the slave up makes its row.
-    "slave": Exchange(3, bytes([110]) + MAC + SLAVE, part=(3, bytes([105]) + MAC + b"\0")),
+    "slave": Exchange(3, bytes([110]) + REGISTRATION, part=(3, bytes([105]) + MAC + b"\0")),
 }
 START = "start"  # no exchange: the daemon's start, up to its first accept
 
