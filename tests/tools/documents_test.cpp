@@ -1,14 +1,17 @@
-// The documents for users say what the tool does: the session of the README as it prints, every
-// command and option in the manual.
+// The documents for users say what the tool does: the sessions of the README and of the operator's
+// guide as they print, every command and option in the manual.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/bytes.h"
 #include "tests/support/files.h"
+#include "tests/support/master.h"
 #include "tests/support/program.h"
 #include "tests/tools/running_daemon.h"
 
@@ -50,18 +53,63 @@ std::string replaced(const std::string& text, const std::string& what, const std
     return std::regex_replace(text, std::regex(what), with);
 }
 
+// Runs the session and compares what each command shows.
+void expect_as_shown(const std::vector<Step>& steps) {
+    const std::string tools = std::filesystem::path(ZONDARCTL).parent_path();
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.command);
+        std::string command = replaced(step.command, "build/release/tools/zondarctl", "zondarctl");
+        command = replaced(command, "build/board/", "/quelt/");
+        const ProgramRun run =
+            run_program({"/bin/sh", "-c", "PATH=" + tools + ":$PATH; { " + command + "\n} 2>&1"});
+        const std::string time = "\"elapsed_ms\": [0-9]+";
+        EXPECT_EQ(replaced(run.out, time, "TIME"), replaced(step.shown, time, "TIME"));
+    }
+}
+
 TEST(Readme, ShowsTheFirstSessionAsItPrints) {
     const RunningDaemon daemon;
     const std::vector<Step> steps = session(document("README.md"), "## A first session");
     EXPECT_GT(steps.size(), 8U);
-    for (const Step& step : steps) {
-        SCOPED_TRACE(step.command);
-        std::string command = replaced(step.command, "build/release/tools/zondarctl", ZONDARCTL);
-        command = replaced(command, "build/board/", "/quelt/");
-        const ProgramRun run = run_program({"/bin/sh", "-c", "{ " + command + "\n} 2>&1"});
-        const std::string time = "\"elapsed_ms\": [0-9]+";
-        EXPECT_EQ(replaced(run.out, time, "TIME"), replaced(step.shown, time, "TIME"));
+    expect_as_shown(steps);
+}
+
+TEST(OperatorsGuide, ShowsTheFirstExchangeAsItPrints) {
+    const RunningDaemon daemon;
+    const std::vector<Step> steps = session(document("docs/operation.md"), "## First exchange");
+    EXPECT_EQ(steps.size(), 6U);
+    expect_as_shown(steps);
+}
+
+TEST(OperatorsGuide, BacksUpAndRestoresUnderTheRunningDaemon) {
+    const RunningDaemon daemon;
+    const std::vector<Step> steps =
+        session(document("docs/operation.md"), "### Backup and restore");
+    EXPECT_EQ(steps.size(), 8U);
+    expect_as_shown(steps);
+}
+
+// What it says when there is no answer, and with which status, stands in the guide.
+void expect_explained(const ProgramRun& run) {
+    ASSERT_THAT(run.err, testing::StartsWith("zondarctl: "));
+    const std::string text = run.err.substr(11, run.err.size() - 12);
+    EXPECT_THAT(document("docs/operation.md"),
+                HasSubstr("| `" + text + "` | " + std::to_string(run.status) + " |"));
+}
+
+TEST(OperatorsGuide, ExplainsWhyThereIsNoAnswer) {
+    const std::vector<std::string> identify = {ZONDARCTL, "-t", "2", "identify"};
+    expect_explained(run_program(identify));  // nobody listens
+    const RunningDaemon daemon;
+    {
+        const Connection silent;
+        expect_explained(run_program(identify));
     }
+    EXPECT_EQ(run_program(identify).status, 0);              // brings the module back first
+    expect_explained(run_program({ZONDARCTL, "raw", "5"}));  // has no answer
+    EXPECT_EQ(run_program(identify).status, 0);
+    send_request(hex("A5 00 00 00 00 00 00"));  // nobody collects its answer
+    expect_explained(run_program({ZONDARCTL, "raw", "4"}));
 }
 
 // A manual page as it is read, and a help text: words only.
