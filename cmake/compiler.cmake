@@ -8,6 +8,9 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wswitch-enum -Wold-style-cast -Werror)
 
+# gcc notes where its ABI for ARM changed with version 7. All that this tree calls in C++ is newer.
+add_compile_options(-Wno-psabi)
+
 # A program holds only what it uses of the rooms that it stands on.
 add_compile_options(-ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections)
@@ -15,12 +18,40 @@ add_link_options(-Wl,--gc-sections)
 # The released daemon is optimised as a whole.
 set(ZONDAR_WHOLE_PROGRAM $<$<CONFIG:MinSizeRel>:-flto=auto>)
 
-# Tables are full of pointers; packed, the 24 bytes that relocate each become one bit.
-include(CheckLinkerFlag)
-check_linker_flag(CXX -Wl,-z,pack-relative-relocs ZONDAR_PACKS_RELOCATIONS)
+# Tables are full of pointers; packed, the 24 bytes that relocate each become one bit. The C library
+# that starts the program must know them, too.
+include(CMakePushCheckState)
+include(CheckCXXSourceCompiles)
+cmake_push_check_state()
+set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,-z,pack-relative-relocs)
+check_cxx_source_compiles("
+  #include <features.h>
+  #if !__GLIBC_PREREQ(2, 36)
+  #error
+  #endif
+  int main() {}" ZONDAR_PACKS_RELOCATIONS FAIL_REGEX ignored)
+cmake_pop_check_state()
 if(ZONDAR_PACKS_RELOCATIONS)
   add_link_options(-Wl,-z,pack-relative-relocs)
 endif()
+
+# Seconds take 8 bytes, so that time goes on after 2038.
+check_cxx_source_compiles("
+  #include <ctime>
+  static_assert(sizeof(std::time_t) == 8);
+  int main() {}" ZONDAR_LIBRARIES_HAVE_LONG_TIME)
+if(NOT ZONDAR_LIBRARIES_HAVE_LONG_TIME)
+  add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+
+# shares_time_with_libraries(SOURCE...): these exchange times with a library other than the C
+# library, which has them as the system has.
+function(shares_time_with_libraries)
+  if(NOT ZONDAR_LIBRARIES_HAVE_LONG_TIME)
+    set_source_files_properties(${ARGN} PROPERTIES
+      COMPILE_OPTIONS -U_TIME_BITS SKIP_PRECOMPILE_HEADERS ON)
+  endif()
+endfunction()
 
 set(ZONDAR_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 if(ZONDAR_SANITIZE)

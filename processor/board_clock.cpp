@@ -13,6 +13,8 @@
 
 namespace {
 
+static_assert(sizeof(std::time_t) == 8);  // the clock goes on after 2038
+
 constexpr std::size_t kTimeWidth = 5;
 constexpr std::size_t kDateWidth = 10;
 

@@ -10,9 +10,9 @@ FakeTransport wire;
 
 namespace {
 
-void record(const char* call, std::initializer_list<long> arguments) {
+void record(const char* call, std::initializer_list<long long> arguments) {
     std::string text = call;
-    for (const long argument : arguments)
+    for (const long long argument : arguments)
         text.append(" ").append(std::to_string(argument));
     wire.calls.push_back(text);
 }

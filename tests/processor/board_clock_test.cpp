@@ -51,16 +51,25 @@ void enter_the_time_zone() {
 
 }  // namespace
 
+// The linker's names for the C library's, which has others where time_t had 4 bytes once.
+#ifdef __USE_TIME_BITS64
+#define LOCALTIME "__localtime64"
+#define MKTIME "__mktime64"
+#else
+#define LOCALTIME "localtime"
+#define MKTIME "mktime"
+#endif
+
 // The linker puts these in between. The C library holds the time zone's lock in both.
-std::tm* library_localtime(const std::time_t* moment) asm("__real_localtime");
-std::tm* localtime_and_signal(const std::time_t* moment) asm("__wrap_localtime");
+std::tm* library_localtime(const std::time_t* moment) asm("__real_" LOCALTIME);
+std::tm* localtime_and_signal(const std::time_t* moment) asm("__wrap_" LOCALTIME);
 std::tm* localtime_and_signal(const std::time_t* moment) {
     enter_the_time_zone();
     return library_localtime(moment);
 }
 
-std::time_t library_mktime(std::tm* local) asm("__real_mktime");
-std::time_t mktime_and_signal(std::tm* local) asm("__wrap_mktime");
+std::time_t library_mktime(std::tm* local) asm("__real_" MKTIME);
+std::time_t mktime_and_signal(std::tm* local) asm("__wrap_" MKTIME);
 std::time_t mktime_and_signal(std::tm* local) {
     enter_the_time_zone();
     return library_mktime(local);
