@@ -56,10 +56,15 @@ volatile char* page_behind_the_end_of_its_file() {
 }
 
 struct BadPage {
+    const char* name;
     volatile char* (*make)();
     std::string signal;
     std::string fault;
 };
+
+void PrintTo(const BadPage& page, std::ostream* out) {
+    *out << page.name;
+}
 
 // Standard error begins with the bad address, alone on its line; `signal` and `fault` must follow.
 MATCHER_P2(TellsOfFault, signal, fault, "") {
@@ -70,26 +75,30 @@ MATCHER_P2(TellsOfFault, signal, fault, "") {
     return at != std::string::npos && arg.find(second, at) != std::string::npos;
 }
 
-TEST(SignalsDeathTest, NamesTheFaultAndItsAddressInDecimal) {
+class BadPageDeathTest : public testing::TestWithParam<BadPage> {};
+
+TEST_P(BadPageDeathTest, NamesTheFaultAndItsAddressInDecimal) {
     leave_faults_to_the_program();
-    const BadPage cases[] = {
-        {unmapped_page, "Segmentation fault", "address not mapped to object"},
-        {read_only_page, "Segmentation fault", "invalid permissions for mapped object"},
-        {page_behind_the_end_of_its_file, "Bus error", "nonexistent physical address"},
-    };
-    for (const BadPage& bad : cases) {
-        SCOPED_TRACE(bad.fault);
-        EXPECT_EXIT(
-            {
-                open_log_and_install();
-                volatile char* const page = bad.make();
-                std::fprintf(stderr, "%ju\n",
-                             static_cast<std::uintmax_t>(reinterpret_cast<std::uintptr_t>(page)));
-                *page = 1;
-            },
-            ExitedWithCode(1), TellsOfFault(bad.signal, bad.fault));
-    }
+    EXPECT_EXIT(
+        {
+            open_log_and_install();
+            volatile char* const page = GetParam().make();
+            std::fprintf(stderr, "%ju\n",
+                         static_cast<std::uintmax_t>(reinterpret_cast<std::uintptr_t>(page)));
+            *page = 1;
+        },
+        ExitedWithCode(1), TellsOfFault(GetParam().signal, GetParam().fault));
 }
+
+INSTANTIATE_TEST_SUITE_P(Pages, BadPageDeathTest,
+                         testing::Values(BadPage{"Unmapped", unmapped_page, "Segmentation fault",
+                                                 "address not mapped to object"},
+                                         BadPage{"ReadOnly", read_only_page, "Segmentation fault",
+                                                 "invalid permissions for mapped object"},
+                                         BadPage{"BehindTheEndOfItsFile",
+                                                 page_behind_the_end_of_its_file, "Bus error",
+                                                 "nonexistent physical address"}),
+                         [](const auto& instance) { return instance.param.name; });
 
 #ifdef __x86_64__
 

@@ -65,31 +65,34 @@ TEST_F(SystemSignals, EndTheDaemonWithTheirNameInTheLog) {
     }
 }
 
+class SignalWhileLogging : public SystemSignals, public testing::WithParamInterface<int> {};
+
 // While the log is full, whoever logs stands still in the middle of it. The handler of a signal
 // that comes then must not wait for that log.
-TEST_F(SystemSignals, EndADaemonThatIsLogging) {
+TEST_P(SignalWhileLogging, EndsTheDaemon) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "the thread sanitizer delivers signals later, outside of the log";
 #endif
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGABRT, SIGSEGV, SIGBUS, SIGILL, SIGFPE}) {
-        SyslogReader log;
-        Daemon daemon({.options = {"-l", "64"}});
-        ASSERT_TRUE(up(log));
-        log.pause();
-        {
-            const Connection master;  // closed before the daemon's end, whose port would stay taken
-            do
-                master.send(hex("A5 05 00 00 00 00 FB"));
-            while (!log.full());
-        }
-        EXPECT_FALSE(eventually([&] { return !daemon.running(); }, kMoment));
-        Daemon::deliver(daemon.pid(), signal);
-        EXPECT_FALSE(eventually([&] { return !daemon.running(); }, kMoment));
-        log.go_on();
-        ASSERT_EQ(daemon.wait(), 1) << strsignal(signal);
-        EXPECT_EQ(log.count("Exiting due to signal"), 1);
-    }
+    SyslogReader log;
+    Daemon daemon({.options = {"-l", "64"}});
+    ASSERT_TRUE(up(log));
+    log.pause();
+    const Connection master;
+    do
+        master.send(hex("A5 05 00 00 00 00 FB"));
+    while (!log.full());
+    EXPECT_FALSE(eventually([&] { return !daemon.running(); }, kMoment));
+    Daemon::deliver(daemon.pid(), GetParam());
+    EXPECT_FALSE(eventually([&] { return !daemon.running(); }, kMoment));
+    log.go_on();
+    EXPECT_EQ(daemon.wait(), 1);
+    EXPECT_EQ(log.count("Exiting due to signal"), 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(Signal, SignalWhileLogging,
+                         testing::Values(SIGTERM, SIGINT, SIGHUP, SIGABRT, SIGSEGV, SIGBUS, SIGILL,
+                                         SIGFPE),
+                         [](const auto& instance) { return sigabbrev_np(instance.param); });
 
 // Errors are told without allocating: the handler of a signal that comes meanwhile would wait for
 // the allocator's lock for ever. perror calls dup when it would make a stream of its own.
