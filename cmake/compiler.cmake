@@ -15,6 +15,9 @@ add_compile_options(-Wno-psabi)
 add_compile_options(-ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections)
 
+# What is released does not tell where it was built.
+add_compile_options($<$<CONFIG:MinSizeRel>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>)
+
 # The released daemon is optimised as a whole.
 set(ZONDAR_WHOLE_PROGRAM $<$<CONFIG:MinSizeRel>:-flto=auto>)
 
