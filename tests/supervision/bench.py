@@ -19,6 +19,7 @@ sys.path.insert(0, str(ROOT / "evidence"))
 import lab  # noqa: E402
 
 PACKAGING = ROOT / "packaging"
+SYSTEMD = PACKAGING / "systemd"
 UNIT = "zondar-net-receiver"
 UNITS = pathlib.Path("/lib/systemd/system")
 DROP_INS = pathlib.Path(f"/etc/systemd/system/{UNIT}.service.d")
@@ -99,8 +100,9 @@ class Machine:
 machine = Machine()
 
 
-def unit_text(name: str) -> str:
-    text = (PACKAGING / "systemd" / name).read_text()
+def delivered(path: pathlib.Path) -> str:
+    """A file's text, spoiled when a case shall notice that."""
+    text = path.read_text()
     if machine.spoiled is None:
         return text
     changed = machine.spoiled.apply(text)
@@ -115,14 +117,16 @@ def clear() -> None:
         run("systemctl", "kill", "--signal=KILL", name, check=False)
         run("systemctl", "stop", name, check=False)
     run("systemctl", "reset-failed", check=False)
+    # What a careless peer left, or the port would stay taken.
+    run("ss", "-K", "state", "all", "sport", "=", ":8001")
     shutil.rmtree(DROP_INS, ignore_errors=True)
     OPTIONS.unlink(missing_ok=True)
     board(pathlib.Path("/quelt"))
-    for path in pathlib.Path("/tmp").iterdir():
+    for path in (*pathlib.Path("/tmp").iterdir(), *pathlib.Path("/dev/shm").iterdir()):
         if not path.name.startswith("systemd-"):
             shutil.rmtree(path) if path.is_dir() else path.unlink()
     for name in (f"{UNIT}.service", f"{UNIT}-idle.service", f"{UNIT}-idle.timer"):
-        write(UNITS / name, unit_text(name))
+        write(UNITS / name, delivered(SYSTEMD / name))
     run("systemctl", "daemon-reload")
 
 
@@ -148,7 +152,7 @@ def drop_in(*lines: str) -> None:
 
 
 def make_strict() -> None:
-    write(DROP_INS / "strict.conf", unit_text("strict.conf"))
+    write(DROP_INS / "strict.conf", delivered(SYSTEMD / "strict.conf"))
     run("chgrp", "-R", "zondar", "/quelt/db")
     run("chmod", "-R", "g+rwX", "/quelt/db")
     run("chmod", "g+s", "/quelt/db")
@@ -199,6 +203,40 @@ def logged(text: str, unit: str = UNIT, **fields: str) -> bool:
     )
 
 
+# A script that cannot be asked to end.
+DEAF = ("trap '' TERM", "echo $$ > /quelt/db/pid", "while :; do sleep 1; done")
+
+
+def hang() -> int:
+    """Makes the daemon run such a script; its process."""
+    script(NETWORK_SCRIPT, *DEAF)
+    lab.send(lab.frame(3, b"\x4410.1.2.3\0"))
+    path = pathlib.Path("/quelt/db/pid")
+    expect(lab.wait_for(lambda: path.exists() and path.read_text().endswith("\n")), "no script")
+    return int(path.read_text())
+
+
+def runs(pid: int) -> bool:
+    with contextlib.suppress(OSError):
+        return "State:\tZ" not in pathlib.Path(f"/proc/{pid}/status").read_text()
+    return False
+
+
+def identified() -> None:
+    expect(lab.ask(4).startswith(b"ZND"), "no identification")
+
+
+def bad_frame() -> None:
+    """One that fails its checksum, of which the daemon tells on standard error."""
+    lab.send(bytes.fromhex("a5 04 00 00 00 00 00"))
+
+
+def ignores_sigpipe(pid: int) -> bool:
+    lines = pathlib.Path(f"/proc/{pid}/status").read_text().splitlines()
+    ignored = next(line for line in lines if line.startswith("SigIgn"))
+    return int(ignored.split()[1], 16) & 1 << 12 != 0
+
+
 def ask_for_network() -> None:
     """The request that runs the board's network script."""
     equal(lab.ask(3, b"\x4410.1.2.3\0"), b"")
@@ -245,8 +283,6 @@ def play(cases: list[Case], spoil: bool) -> int:
     does not notice."""
     failed = 0
     for case in cases:
-        if spoil and case.spoiled is None:
-            continue
         problem = one(case, case.spoiled if spoil else None)
         if spoil:
             what = f"{case.spoiled.line or '(nothing)'} -> {case.spoiled.by or '(nothing)'}"

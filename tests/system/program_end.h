@@ -1,6 +1,8 @@
 // The daemon from its start to its end, for the cases in which it ends by itself.
 #pragma once
 
+#include <unistd.h>
+
 #include <chrono>
 #include <string>
 #include <vector>
@@ -28,8 +30,8 @@ constexpr int kFatal = 130;     // local0, critical
 constexpr int kPidError = 131;  // local0, error
 constexpr int kPidInfo = 134;   // local0, info
 
-// The sandbox's only user starts it.
-const LogLine kStarted = logged(kNotice, "Program started by User 0");
+// Whoever runs the tests starts it.
+const LogLine kStarted = logged(kNotice, "Program started by User " + std::to_string(getuid()));
 const LogLine kReady = logged(kInfo, "ZONDAR_NET_RECEIVER: ready...");
 const LogLine kWatching =
     logged(kInfo, "ZONDAR_NET_RECEIVER: comprobando recepcion de mensajes...");

@@ -300,7 +300,7 @@ class LogLevel : public testing::TestWithParam<int> {
 
 TEST_P(LogLevel, LetsThroughWhatBelongsToIt) {
     const Leveled lines[] = {
-        {"Program started by User 0", 3},
+        {"Program started by User " + std::to_string(getuid()), 3},
         {"Program running with pid: ", 4},
         {"ZONDAR_NET_RECEIVER: ready...", 4},
         {"FILE: Error al recuperar tipo y modelo del equipo.", 2},
