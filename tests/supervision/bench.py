@@ -306,4 +306,5 @@ def install() -> None:
     ):
         pathlib.Path(path).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(source, path)
+    run("hostname", "cabecera-1")
     run("useradd", "--system", "--user-group", "zondar")

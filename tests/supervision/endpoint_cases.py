@@ -173,9 +173,9 @@ def on_the_wire() -> None:
         f"ip address add {OURS}/24 dev board",
         "ip link set board up",
         "ip route add 10.9.9.0/24 dev board",
-        f"ip -n master address add {ALLOWED}/24 dev remote",
-        f"ip -n master address add {OTHER}/32 dev remote",
-        "ip -n master link set remote up",
+        f"nsenter --net=/run/netns/master ip address add {ALLOWED}/24 dev remote",
+        f"nsenter --net=/run/netns/master ip address add {OTHER}/32 dev remote",
+        "nsenter --net=/run/netns/master ip link set remote up",
     ):
         run(*command.split())
 
@@ -199,7 +199,7 @@ with connect() as peer:
 
 
 def from_address(address: str) -> str:
-    return run("ip", "netns", "exec", "master", "python3", "-c", MASTER, address).strip()
+    return run("nsenter", "--net=/run/netns/master", "python3", "-c", MASTER, address).strip()
 
 
 def served() -> list[str]:
@@ -246,7 +246,7 @@ def cuts_a_lost_master_off() -> None:
                "print('in', flush=True); input(); s.sendall(bytes.fromhex('a50400000000fc'));"
                "print('sent', flush=True); input()")  # fmt: skip
     with subprocess.Popen(
-        ["ip", "netns", "exec", "master", "python3", "-c", program],
+        ["nsenter", "--net=/run/netns/master", "python3", "-c", program],
         stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
     ) as peer:  # fmt: skip
         assert peer.stdin and peer.stdout
@@ -269,9 +269,10 @@ def loads_at_boot() -> None:
     write(folder / MASTERS.name, MASTERS.read_text())
     configuration = pathlib.Path("/etc/nftables.conf")
     before = configuration.read_text()
-    include = next(line[1:].strip() for line in MASTERS.read_text().splitlines() if "include" in line)
+    include = re.search(r'include ".*"', MASTERS.read_text())
+    assert include
     try:
-        configuration.write_text(f"{before}\n{include}\n")
+        configuration.write_text(f"{before}\n{include[0]}\n")
         for _ in range(2):
             run("systemctl", "restart", "nftables")
             equal(served(), ["served", "nothing"])

@@ -15,7 +15,8 @@ PLACES = pathlib.Path("/run/whole-program")
 WORKERS = 4
 
 # What a test needs beside the restrictions: a world of its own, as tests/sandbox gives it. It binds
-# /dev/log itself, so its devices are its own, but not those of PrivateDevices.
+# /dev/log itself, so its devices are its own, but not those of PrivateDevices; and some run the daemon
+# under strace, which needs one call more.
 WORLD = """
 Type=oneshot
 Restart=no
@@ -30,6 +31,7 @@ PrivateNetwork=yes
 TemporaryFileSystem=/quelt:mode=1777 /tmp:mode=1777
 PrivateDevices=no
 BindPaths={place}/dev:/dev
+SystemCallFilter=ptrace
 """
 
 
