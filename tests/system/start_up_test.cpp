@@ -414,8 +414,8 @@ TEST_F(StartUp, CopiesNothingToStandardErrorInDaemonMode) {
     EXPECT_EQ(daemon.stop(), 1);
     const std::string name =
         "ZONDAR_NET_RECEIVER[" + std::to_string(daemon.starter().pid()) + "]: ";
-    EXPECT_EQ(daemon.starter().err(),
-              name + "Program started by User 0\n" + name + "Entering deamon mode...\n");
+    EXPECT_EQ(daemon.starter().err(), name + "Program started by User " + std::to_string(getuid()) +
+                                          "\n" + name + "Entering deamon mode...\n");
     EXPECT_EQ(daemon.starter().out(), "");
 }
 
