@@ -38,8 +38,8 @@ def ended(peer: socket.socket) -> bool:
 
 
 def accepted(peer: socket.socket) -> bool:
-    port = peer.getsockname()[1]
-    lines = run("ss", "-HOtne", "state", "established", "sport", "=", ":8001", "dport", "=", f":{port}")
+    port = f":{peer.getsockname()[1]}"
+    lines = run("ss", "-HOtne", "state", "established", "sport", "=", ":8001", "dport", "=", port)
     return bool(lines) and " ino:0 " not in lines
 
 
@@ -231,7 +231,9 @@ def takes_and_loses_a_master() -> None:
     on_the_wire()
     load()
     commands = re.findall(r"^#     (nft .*?)  ", MASTERS.read_text(), re.MULTILINE)
-    for verb, expected in (("add", "served"), ("delete element", "nothing"), ("delete table", "served")):
+    for verb, expected in (
+        ("add", "served"), ("delete element", "nothing"), ("delete table", "served")
+    ):  # fmt: skip
         command = next(text for text in commands if text.startswith(f"nft {verb}"))
         run("sh", "-c", command.replace("10.20.30.40", OTHER))
         equal(from_address(OTHER), expected)

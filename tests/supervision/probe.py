@@ -1,5 +1,6 @@
-"""What a script of the board may do: tries it, and prints a line of JSON, of each attempt "ok" or the
-error's name. Nothing here could have an effect that stays, on the machine's clock in particular."""
+"""What a script of the board may do: tries it, and prints a line of JSON, of each attempt "ok" or
+the error's name. Nothing here could have an effect that stays, on the clock in particular. The
+numbers of system calls are those of x86-64."""
 
 import ctypes
 import errno

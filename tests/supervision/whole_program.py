@@ -15,8 +15,8 @@ PLACES = pathlib.Path("/run/whole-program")
 WORKERS = 4
 
 # What a test needs beside the restrictions: a world of its own, as tests/sandbox gives it. It binds
-# /dev/log itself, so its devices are its own, but not those of PrivateDevices; and some run the daemon
-# under strace, which needs two calls more.
+# /dev/log itself, so its devices are its own, but not those of PrivateDevices; and some run the
+# daemon under strace, which needs two calls more.
 WORLD = """
 Type=oneshot
 Restart=no
@@ -44,7 +44,8 @@ class Profile:
 
 def restrictions(*names: str) -> str:
     """The [Service] sections of these files, one behind the other."""
-    sections = (re.split(r"^\[(\w+)\]\n", (SYSTEMD / name).read_text(), flags=re.M) for name in names)
+    texts = ((SYSTEMD / name).read_text() for name in names)
+    sections = (re.split(r"^\[(\w+)\]\n", text, flags=re.MULTILINE) for text in texts)
     return "\n".join(text[text.index("Service") + 1] for text in sections)
 
 
