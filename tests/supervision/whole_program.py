@@ -49,11 +49,14 @@ def restrictions(*names: str) -> str:
     return "\n".join(text[text.index("Service") + 1] for text in sections)
 
 
+OF_RSYSLOG = {"^LogFiles|^LogRotation": "they show rsyslog, with rights of its own, at work"}
 BASE = Profile("base", restrictions(f"{UNIT}.service"), {
+    **OF_RSYSLOG,
     "LivesWithoutItsPidFile|OverwritesAnUnreadablePidFile":
         "root reads and writes what they make unreadable, and this profile leaves it root",
 })  # fmt: skip
 STRICT = Profile("strict", restrictions(f"{UNIT}.service", "strict.conf"), {
+    **OF_RSYSLOG,
     "EndsWhenThePidFileNamesALivingProcess":
         "one of its processes is root's, and the daemon takes what it may not signal for gone",
 })  # fmt: skip
