@@ -25,6 +25,7 @@ UNITS = pathlib.Path("/lib/systemd/system")
 DROP_INS = pathlib.Path(f"/etc/systemd/system/{UNIT}.service.d")
 OPTIONS = pathlib.Path(f"/etc/default/{UNIT}")
 LIBEXEC = pathlib.Path(f"/usr/libexec/{UNIT}")
+REQUESTS = pathlib.Path(f"/run/{UNIT}")
 SCRIPTS = pathlib.Path("/quelt/script")
 NETWORK_SCRIPT = SCRIPTS / "set_interfaces_db.sh"
 
@@ -119,7 +120,8 @@ def clear() -> None:
     run("systemctl", "reset-failed", check=False)
     # What a careless peer left, or the port would stay taken.
     run("ss", "-K", "state", "all", "sport", "=", ":8001")
-    shutil.rmtree(DROP_INS, ignore_errors=True)
+    for folder in (DROP_INS, REQUESTS):
+        shutil.rmtree(folder, ignore_errors=True)
     OPTIONS.unlink(missing_ok=True)
     board(pathlib.Path("/quelt"))
     for path in (*pathlib.Path("/tmp").iterdir(), *pathlib.Path("/dev/shm").iterdir()):
@@ -127,6 +129,8 @@ def clear() -> None:
             shutil.rmtree(path) if path.is_dir() else path.unlink()
     for name in (f"{UNIT}.service", f"{UNIT}-idle.service", f"{UNIT}-idle.timer"):
         write(UNITS / name, delivered(SYSTEMD / name))
+    tool = "libexec/free-idle-endpoint"
+    write(LIBEXEC / "free-idle-endpoint", delivered(PACKAGING / tool), 0o755)
     run("systemctl", "daemon-reload")
 
 
@@ -301,10 +305,8 @@ def install() -> None:
     """What the packages would."""
     for source, path in (
         (ROOT / "build/release/app/zondar_net_receiver", "/usr/sbin/zondar_net_receiver"),
-        (PACKAGING / "libexec/free-idle-endpoint", LIBEXEC / "free-idle-endpoint"),
         (ROOT / "tests/supervision/probe.py", "/usr/local/lib/probe.py"),
     ):
-        pathlib.Path(path).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(source, path)
     run("hostname", "cabecera-1")
-    run("useradd", "--system", "--user-group", "zondar")
+    run("useradd", "--system", "--user-group", "--uid", "900", "zondar")

@@ -138,15 +138,16 @@ def comes_by_itself() -> None:
     run("systemctl", "stop", f"{IDLE}.timer")
 
 
+SILENT = "        if (silent + 0 > limit + 0)"
 IDLE_CASES = [
     Case("idle: frees an idle peer", frees_an_idle_peer,
          changed("RestrictAddressFamilies=AF_NETLINK", "RestrictAddressFamilies=AF_UNIX")),
     Case("idle: takes its seconds from the file", frees_an_idle_peer,
          gone(f"EnvironmentFile=-/etc/default/{UNIT}")),
-    Case("idle: leaves a fresh peer", leaves_a_fresh_peer,
-         gone(f"EnvironmentFile=-/etc/default/{UNIT}")),
-    Case("idle: leaves an active peer", leaves_an_active_peer, None),
-    Case("idle: leaves the queue, and lets it move up", leaves_the_queue, None),
+    Case("idle: leaves a fresh peer", leaves_a_fresh_peer, gone(SILENT)),
+    Case("idle: leaves an active peer", leaves_an_active_peer, gone(SILENT)),
+    Case("idle: leaves the queue, and lets it move up", leaves_the_queue,
+         changed("    NF == 0 || / ino:0 / || $1 != 0 { next }", "    NF == 0 { next }")),
     Case("idle: is silent without work", is_silent_without_work, gone("LogLevelMax=notice")),
     Case("idle: says what is wrong", says_what_is_wrong, None),
     Case("idle: needs one right", has_one_right_alone, gone("AmbientCapabilities=CAP_NET_ADMIN")),

@@ -75,7 +75,7 @@ WRITE_AND_EXECUTE, PRIVATE_ANONYMOUS = 0x6, 0x22
 
 ATTEMPTS: dict[str, Callable[[], Any]] = {
     **{f"create in {folder}": create(folder) for folder in (
-        "/etc/open", "/usr/open", "/var/open", "/tmp", "/quelt/open", "/quelt/db",
+        "/etc/open", "/usr/open", "/var/open", "/tmp", "/run/open", "/quelt/open", "/quelt/db",
         "/run/zondar-net-receiver")},  # fmt: skip
     "see /home/open": lambda: os.stat("/home/open"),
     "see /dev/extra": lambda: os.stat("/dev/extra"),
@@ -84,7 +84,7 @@ ATTEMPTS: dict[str, Callable[[], Any]] = {
     "see /dev/shm": lambda: open("/dev/shm/left", "w").close(),
     "list modules": lambda: os.listdir("/usr/lib/modules"),
     **{name: of_family(name) for name in (
-        "AF_UNIX", "AF_INET", "AF_INET6", "AF_NETLINK", "AF_VSOCK", "AF_ALG")},  # fmt: skip
+        "AF_UNIX", "AF_INET", "AF_INET6", "AF_NETLINK", "AF_VSOCK")},  # fmt: skip
     "packet socket": lambda: socket.socket(socket.AF_PACKET, socket.SOCK_DGRAM).close(),
     "setuid": make_setuid,
     "new user namespace": call("unshare", NEW_USER),
@@ -101,7 +101,7 @@ ATTEMPTS: dict[str, Callable[[], Any]] = {
     "sethostname": call("sethostname", b"cabecera-1", 10),
     "adjtimex": call("syscall", 159, bytes(512)),
     "nice": call("setpriority", 0, 0, 0),
-    "clock_settime": call("clock_settime", 0, ctypes.byref(NO_TIME)),
+    "clock_settime": call("syscall", 227, 0, ctypes.byref(NO_TIME)),
 }
 
 
