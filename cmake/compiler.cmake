@@ -6,7 +6,8 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 add_compile_options(
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wswitch-enum -Wold-style-cast -Werror)
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wswitch-enum -Wold-style-cast)
+set(CMAKE_COMPILE_WARNING_AS_ERROR ON CACHE BOOL "Off for compilers that warn of more than ours")
 
 # gcc notes where its ABI for ARM changed with version 7. All that this tree calls in C++ is newer.
 add_compile_options(-Wno-psabi)
