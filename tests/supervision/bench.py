@@ -118,6 +118,7 @@ def clear() -> None:
         run("systemctl", "kill", "--signal=KILL", name, check=False)
         run("systemctl", "stop", name, check=False)
     run("systemctl", "reset-failed", check=False)
+    run("nft", "flush", "ruleset")
     # What a careless peer left, or the port would stay taken.
     run("ss", "-K", "state", "all", "sport", "=", ":8001")
     for folder in (DROP_INS, REQUESTS):

@@ -165,7 +165,6 @@ def on_the_wire() -> None:
     """A second machine of the board's network, which has an allowed address and another one."""
     clear()
     start()
-    run("nft", "flush", "ruleset")
     run("ip", "netns", "delete", "master", check=False)
     for command in (
         "ip netns add master",
