@@ -57,6 +57,8 @@ TEST_F(SystemSignals, EndTheDaemonWithTheirNameInTheLog) {
         const SyslogReader log;
         Daemon daemon({.options = {"-l", "95"}});  // all but the database messages
         ASSERT_TRUE(up(log));
+        // While its main thread logs, another one takes the signal, and that line may come last.
+        ASSERT_TRUE(log.wait_for("Waiting for zondar message:"));
         EXPECT_EQ(daemon.stop(ending.signal), 1);
         EXPECT_THAT(lines_from(log, "Exiting"),
                     ElementsAre(logged(kFatal, "Exiting due to signal " + ending.name + ".")));
