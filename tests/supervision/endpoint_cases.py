@@ -149,7 +149,8 @@ IDLE_CASES = [
     Case("idle: leaves the queue, and lets it move up", leaves_the_queue,
          changed("    NF == 0 || / ino:0 / || $1 != 0 { next }", "    NF == 0 { next }")),
     Case("idle: is silent without work", is_silent_without_work, gone("LogLevelMax=notice")),
-    Case("idle: says what is wrong", says_what_is_wrong, None),
+    Case("idle: says what is wrong", says_what_is_wrong,
+         gone('    *[!0-9]*) fail "IDLE_SECONDS is no number of seconds: $seconds" ;;')),
     Case("idle: needs one right", has_one_right_alone, gone("AmbientCapabilities=CAP_NET_ADMIN")),
     Case("idle: the timer looks again and again", comes_by_itself, gone("OnUnitInactiveSec=30")),
 ]  # fmt: skip
