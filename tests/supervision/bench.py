@@ -309,5 +309,4 @@ def install() -> None:
         (ROOT / "tests/supervision/probe.py", "/usr/local/lib/probe.py"),
     ):
         shutil.copy(source, path)
-    run("hostname", "cabecera-1")
     run("useradd", "--system", "--user-group", "--uid", "900", "zondar")
