@@ -9,6 +9,16 @@
 #include <stdexcept>
 #include <string_view>
 
+namespace {
+
+// sqlite3's own program, which waits for whoever is reading or writing.
+[[noreturn]] void become_sqlite3(const std::string& path, const char* sql) {
+    execlp("sqlite3", "sqlite3", "-bail", "-cmd", ".timeout 5000", path.c_str(), sql, nullptr);
+    _exit(127);
+}
+
+}  // namespace
+
 Database::Database(const std::string& path) {
     if (sqlite3_open_v2(path.c_str(), &handle_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)
         throw std::runtime_error(path + ": " + sqlite3_errmsg(handle_));
@@ -44,8 +54,7 @@ std::string Database::value(const std::string& sql) const {
 void run_elsewhere(const std::string& path, const std::string& sql) {
     const pid_t process = fork();
     if (process == 0) {
-        execlp("sqlite3", "sqlite3", "-bail", path.c_str(), sql.c_str(), nullptr);
-        _exit(127);
+        become_sqlite3(path, sql.c_str());
     }
     int status = -1;
     waitpid(process, &status, 0);
@@ -53,7 +62,7 @@ void run_elsewhere(const std::string& path, const std::string& sql) {
         throw std::runtime_error("sqlite3 failed: " + sql);
 }
 
-// The process is sqlite3's own program: it reads the pipe to the end before it ends, and says so
+// The process reads the pipe to the end before it ends, and says so
 // once it has the lock.
 ForeignLock::ForeignLock(const std::string& path) {
     std::array<int, 2> commands{};
@@ -64,8 +73,7 @@ ForeignLock::ForeignLock(const std::string& path) {
     if (process_ == 0) {
         dup2(commands[0], STDIN_FILENO);
         dup2(replies[1], STDOUT_FILENO);
-        execlp("sqlite3", "sqlite3", "-bail", path.c_str(), nullptr);
-        _exit(127);
+        become_sqlite3(path, nullptr);
     }
     close(commands[0]);
     close(replies[1]);
