@@ -1,5 +1,5 @@
-# 32-bit ARM with Debian's cross compiler and the libraries of tools/armhf-sysroot. How its programs are run is
-# tests/armhf's business.
+# 32-bit ARM with Debian's cross compiler and the libraries of tools/armhf-sysroot. How its programs
+# are run is the business of tests/armhf.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
