@@ -21,7 +21,7 @@ void reset_factory(const mensaje& /*request*/, mensaje& /*answer*/) {
     send_reset_factory();
 }
 
-// The names are those of the logs, blanks at the end, a name used twice and all.
+// The names are those of the logs: blanks and full stops at the end, a name used twice and all.
 // clang-format off
 constexpr Subcommand kSubcommands[] = {
     {1,   "Modo Entrada.",                          1,  number(CG_MODO_ENTRADA)},
@@ -33,7 +33,7 @@ constexpr Subcommand kSubcommands[] = {
     {7,   "SUBCOMMAND_VIDEO_ASPECT_RATIO_CH1 ",     1,  number(EAV_VIDEO_ASPECT_RATIO, 0)},
     {8,   "SUBCOMMAND_BITRATE_CH1 ",                2,  number(EAV_BITRATE, 0)},
     {9,   "SUBCOMMAND_AUDIO_BITRATE_CH1",           1,  number(EAV_AUDIO_BITRATE, 0)},
-    {10,  "SUBCOMMAND_BRILLO_CH2",                  1,  number(EAV_BRILLO, 1)},
+    {10,  "SUBCOMMAND_BRILLO_CH2.",                 1,  number(EAV_BRILLO, 1)},
     {11,  "SUBCOMMAND_CONTRASTE_CH2",               1,  number(EAV_CONTRASTE, 1)},
     {12,  "SUBCOMMAND_SATURACION_CH2",              1,  number(EAV_SATURACION, 1)},
     {13,  "SUBCOMMAND_SHARPNESS_CH2",               1,  number(EAV_SHARPNESS, 1)},

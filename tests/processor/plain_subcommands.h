@@ -30,7 +30,7 @@ inline constexpr Plain kPlain[] = {
     {7, "SUBCOMMAND_VIDEO_ASPECT_RATIO_CH1 ", 1, 0, "EntradaAV 0 Video_Aspect_Ratio"},
     {8, "SUBCOMMAND_BITRATE_CH1 ", 2, 0, "EntradaAV 0 Bitrate"},
     {9, "SUBCOMMAND_AUDIO_BITRATE_CH1", 1, 0, "EntradaAV 0 Audio_Bitrate"},
-    {10, "SUBCOMMAND_BRILLO_CH2", 1, 0, "EntradaAV 1 Brillo"},
+    {10, "SUBCOMMAND_BRILLO_CH2.", 1, 0, "EntradaAV 1 Brillo"},
     {11, "SUBCOMMAND_CONTRASTE_CH2", 1, 0, "EntradaAV 1 Contraste"},
     {12, "SUBCOMMAND_SATURACION_CH2", 1, 0, "EntradaAV 1 Saturacion"},
     {13, "SUBCOMMAND_SHARPNESS_CH2", 1, 0, "EntradaAV 1 Sharpness"},
