@@ -13,6 +13,15 @@ OnlyRow<queltdb::tPIDsSalida> stream_of(e_serv_type type, int service) {
                                          static_cast<int>(type));
 }
 
+// A state that is not off is read again and the second reading ignored, deliberately: it shows in
+// how long a write waits for a locked database, and in how often it tells of that.
+bool is_off(e_serv_type type, int service) {
+    if (get_service_state(type, service) == kOff)
+        return true;
+    get_service_state(type, service);
+    return false;
+}
+
 // The types that will be off once `type` is written with `value`; none for an unknown type.
 int types_off(e_serv_type type, int service, int value) {
     constexpr int kType1Off = 2;
@@ -20,11 +29,9 @@ int types_off(e_serv_type type, int service, int value) {
     const bool off = value == 0;
     switch (type) {
         case ST_TIPO_1:
-            return (off ? kType1Off : 0) |
-                   (get_service_state(ST_TIPO_2, service) == kOff ? kType2Off : 0);
+            return (off ? kType1Off : 0) | (is_off(ST_TIPO_2, service) ? kType2Off : 0);
         case ST_TIPO_2:
-            return (off ? kType2Off : 0) |
-                   (get_service_state(ST_TIPO_1, service) == kOff ? kType1Off : 0);
+            return (off ? kType2Off : 0) | (is_off(ST_TIPO_1, service) ? kType1Off : 0);
         default:
             return 0;
     }

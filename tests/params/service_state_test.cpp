@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <ostream>
 #include <string>
@@ -19,6 +20,7 @@
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 e_serv_type type_of(int type) {
@@ -281,6 +283,36 @@ TEST_F(ServiceState, WritesTheChannelFirstAndNothingTwice) {
                             "UPDATE PIDsSalida SET  Seleccionado = '2'  WHERE idPID = '4'"));
     EXPECT_EQ(set_service_state(ST_TIPO_2, 1, 0), 0);
     EXPECT_THAT(updates(), IsEmpty());
+}
+
+// A stream that is not off is read again, whatever it says then.
+TEST_F(ServiceState, ReadsTheOtherTypeTwiceUnlessItIsOff) {
+    struct Case {
+        const char* stored;  // of the other type
+        int type;
+        int reads;
+    };
+    constexpr Case kCases[] = {
+        {"1", 1, 2}, {"2", 1, 1}, {"0", 1, 2}, {"3", 1, 2}, {"1", 2, 2}, {"2", 2, 1}, {"1", 3, 0},
+    };
+    Trace trace;
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(std::string(c.stored) + ", type " + std::to_string(c.type));
+        run_elsewhere(kConfDb, std::string("UPDATE PIDsSalida SET Seleccionado = ") + c.stored);
+        set_service_state(type_of(c.type), 1, 1);
+        const std::string other = "SELECT * FROM PIDsSalida WHERE fk_idServicio='1' AND Tipo='" +
+                                  std::to_string(c.type == 1 ? 2 : 1) + "'";
+        const auto statements = trace.take();
+        EXPECT_EQ(std::count(statements.begin(), statements.end(), other), c.reads);
+    }
+}
+
+// Three attempts at each of three selects: the other type's two and its own.
+TEST_F(ServiceState, WaitsThreeTimesForAMissingTable) {
+    run_elsewhere(kConfDb, "ALTER TABLE PIDsSalida RENAME TO gone");
+    const Printed printed = printed_by([] { EXPECT_EQ(set_service_state(ST_TIPO_1, 1, 1), -1); });
+    EXPECT_THAT(take_pauses(), ElementsAre(1, 2, 3, 1, 2, 3, 1, 2, 3));
+    EXPECT_THAT(printed.err, HasSubstr("Error leyendo datos tabla PIDsSalida . intento: 2\n"));
 }
 
 TEST_F(ServiceState, KeepsNineCharactersOfTheSelection) {
