@@ -2,8 +2,10 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "queltdb/records.h"
@@ -13,7 +15,7 @@ namespace {
 
 using Database = std::unique_ptr<sqlite3, decltype(&sqlite3_close)>;
 using Statement = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
-using Rows = std::vector<std::vector<std::string>>;
+using Rows = std::vector<std::vector<std::optional<std::string>>>;
 
 constexpr int kPatience_ms = 5000;  // with the locks of the board's other processes
 
@@ -36,10 +38,13 @@ Rows rows_of(sqlite3* database, const std::string& sql) {
         result = sqlite3_step(statement.get());
         if (result != SQLITE_ROW)
             break;
-        std::vector<std::string>& row = rows.emplace_back();
+        auto& row = rows.emplace_back();
         for (int i = 0; i < sqlite3_column_count(statement.get()); ++i) {
             const auto* const text = sqlite3_column_text(statement.get(), i);
-            row.emplace_back(text == nullptr ? "" : reinterpret_cast<const char*>(text));
+            if (text == nullptr)
+                row.emplace_back();
+            else
+                row.emplace_back(reinterpret_cast<const char*>(text));
         }
     }
     if (result != SQLITE_DONE)
@@ -103,14 +108,14 @@ void check_columns(const queltdb::Table& table, const Rows& found, Problems& pro
     if (table.name == kReadByPosition)
         return;
     for (std::size_t i = 0; i < std::min(found.size(), table.columns.size()); ++i) {
-        if (sqlite3_stricmp(found[i][kName].c_str(), table.columns[i].name) != 0)
+        if (sqlite3_stricmp(found[i][kName]->c_str(), table.columns[i].name) != 0)
             problems.push_back(fmt::format("column {} is {}, and is read as {}", i + 1,
-                                           found[i][kName], table.columns[i].name));
+                                           *found[i][kName], table.columns[i].name));
     }
     // The daemon compares keys with quoted numbers: without a type they are not the same to SQLite.
-    if (found[0][kType].empty() || sqlite3_strlike("%BLOB%", found[0][kType].c_str(), 0) == 0)
+    if (found[0][kType]->empty() || sqlite3_strlike("%BLOB%", found[0][kType]->c_str(), 0) == 0)
         problems.push_back(
-            fmt::format("the key {} has no type, so no row is found by it", found[0][kName]));
+            fmt::format("the key {} has no type, so no row is found by it", *found[0][kName]));
 }
 
 void check_rows(sqlite3* database, const char* table, Problems& problems) {
@@ -122,34 +127,27 @@ void check_rows(sqlite3* database, const char* table, Problems& problems) {
         const Rows count =
             rows_of(database, fmt::format("SELECT count(*) FROM {}{}", table, where));
         if (count[0][0] != "1")
-            problems.push_back(fmt::format("{} rows{} instead of 1", count[0][0], where));
+            problems.push_back(fmt::format("{} rows{} instead of 1", *count[0][0], where));
     }
 }
 
-// The rows as the daemon's own records show them.
-template <typename Record>
-void put_rows(Report& report, sqlite3* database, Json& rows) {
-    auto* const list = Record::doSelect(database, nullptr);
-    const std::unique_ptr<std::vector<Record*>, decltype(&Record::eliminaListaResultados)> owner(
-        list, Record::eliminaListaResultados);
-    for (const Record* record : *list) {
+// The rows as the daemon reads them: by position, whatever the columns are called.
+void put_rows(Report& report, const queltdb::Table& table, const Rows& found, Json& rows) {
+    for (const auto& texts : found) {
         Json row = Json::object();
-        for (std::size_t i = 0; i < Record::kColumns.size(); ++i) {
-            const char* const name = Record::kColumns[i].name;
-            const char* const text = record->texto(i);
-            if (text == nullptr)
-                row[name] = nullptr;
+        for (std::size_t i = 0; i < std::min(texts.size(), table.columns.size()); ++i) {
+            const char* const name = table.columns[i].name;
+            if (texts[i])
+                put_text(row, name, *texts[i]);
             else
-                put_text(row, name, text);
-            report.line({i == 0 ? "  -" : "", name, text == nullptr ? "NULL" : printable(text)});
+                row[name] = nullptr;
+            report.line({i == 0 ? "  -" : "", name, texts[i] ? printable(*texts[i]) : "NULL"});
         }
         rows.push_back(row);
     }
 }
 
-template <typename Record>
-void check_table(Report& report, sqlite3* database, Json& tables) {
-    const queltdb::Table& table = Record::kTable;
+void check_table(Report& report, sqlite3* database, const queltdb::Table& table, Json& tables) {
     Problems problems;
     Json entry = {{"name", table.name}};
     Json rows = Json::array();
@@ -159,7 +157,8 @@ void check_table(Report& report, sqlite3* database, Json& tables) {
         check_columns(table, columns, problems);
         if (!columns.empty()) {
             check_rows(database, table.name, problems);
-            put_rows<Record>(report, database, rows);
+            put_rows(report, table, rows_of(database, fmt::format("SELECT * FROM {}", table.name)),
+                     rows);
         }
     } catch (const std::runtime_error& problem) {
         problems.emplace_back(problem.what());
@@ -178,8 +177,8 @@ void check_table(Report& report, sqlite3* database, Json& tables) {
                     fmt::format("{}: {}", table.name, problems[0]));
 }
 
-template <typename... Records>
-void check_database(Report& report, const std::string& path) {
+void check_database(Report& report, const std::string& path,
+                    std::initializer_list<const queltdb::Table*> tables) {
     const Database database = open_database(path);
     Json entry = {{"path", path}, {"problems", Json::array()}, {"tables", Json::array()}};
     report.line({path}, TextLine::Look::heading);
@@ -187,19 +186,21 @@ void check_database(Report& report, const std::string& path) {
         for (const auto& row : rows_of(database.get(), "PRAGMA integrity_check")) {
             if (row[0] == "ok")
                 continue;
-            entry["problems"].push_back(row[0]);
-            report.line({printable(row[0])}, TextLine::Look::alert);
+            entry["problems"].push_back(*row[0]);
+            report.line({printable(*row[0])}, TextLine::Look::alert);
         }
     } catch (const std::runtime_error& problem) {
         entry["problems"].push_back(problem.what());
         report.line({printable(problem.what())}, TextLine::Look::alert);
     }
     // Of a file that is no database nothing more can be said.
-    if (entry["problems"].empty())
-        (check_table<Records>(report, database.get(), entry["tables"]), ...);
-    else if (!report.error)
+    if (entry["problems"].empty()) {
+        for (const queltdb::Table* table : tables)
+            check_table(report, database.get(), *table, entry["tables"]);
+    } else if (!report.error) {
         report.fail(kRefusedOrDifferent, "database",
                     fmt::format("{}: {}", path, entry["problems"][0].get<std::string>()));
+    }
     report.data["databases"].push_back(entry);
 }
 
@@ -208,8 +209,10 @@ void check_database(Report& report, const std::string& path) {
 Report check_databases(const std::string& conf, const std::string& temp) {
     using namespace queltdb;
     Report report{.data = {{"databases", Json::array()}}};
-    check_database<tConfiguracionGen, tEntradaAV, tRFOut, tServiciosSalida, tPIDsSalida, tRed,
-                   tIPOut, tEsclavosModulo>(report, conf);
-    check_database<tAlarmasEstado, tBitrate_Nulos>(report, temp);
+    check_database(report, conf,
+                   {&tConfiguracionGen::kTable, &tEntradaAV::kTable, &tRFOut::kTable,
+                    &tServiciosSalida::kTable, &tPIDsSalida::kTable, &tRed::kTable, &tIPOut::kTable,
+                    &tEsclavosModulo::kTable});
+    check_database(report, temp, {&tAlarmasEstado::kTable, &tBitrate_Nulos::kTable});
     return report;
 }

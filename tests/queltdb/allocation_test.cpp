@@ -82,15 +82,14 @@ long with_each_allocation_failing(Code code) {
 class FailingAllocations : public Statements {};
 
 TEST_F(FailingAllocations, EndTheMakingOfARecord) {
-    EXPECT_EQ(with_each_allocation_failing([] {
-                  const tAlarmasEstado record({"1", "nombre", "valor", nullptr, "0"});
-              }),
+    EXPECT_EQ(with_each_allocation_failing(
+                  [] { const tAlarmasEstado record("1", "nombre", "valor", nullptr, "0"); }),
               9);  // five values, four texts
 }
 
 TEST_F(FailingAllocations, LeaveASetterUndone) {
     EXPECT_GT(with_each_allocation_failing([] {
-                  tAlarmasEstado record({"1", "nombre", "before", "0", "0"});
+                  tAlarmasEstado record("1", "nombre", "before", "0", "0");
                   try {
                       record.setvalor(tSqlite3parent("after"));
                   } catch (const std::bad_alloc&) {
@@ -112,7 +111,7 @@ TEST_F(FailingAllocations, EndASelect) {
 TEST_F(FailingAllocations, EndAnUpdateWithItsFlagsUp) {
     const Database database(kTempDb);
     EXPECT_GT(with_each_allocation_failing([&] {
-                  tAlarmasEstado record({"2", "nombre", "before", "0", "0"});
+                  tAlarmasEstado record("2", "nombre", "before", "0", "0");
                   record.setvalor(tSqlite3parent("a value that takes some room"));
                   try {
                       record.update(database.handle());
@@ -128,7 +127,8 @@ TEST_F(FailingAllocations, EndAnInsert) {
     const Database database(kConfDb);
     EXPECT_GT(with_each_allocation_failing([&] {
                   // With a value for the key, to be replaced.
-                  tEsclavosModulo record({nullptr, "00:1a:2b:3c:4d:5e"});
+                  auto record = std::make_from_tuple<tEsclavosModulo>(
+                      tEsclavosModulo::Texts{nullptr, "00:1a:2b:3c:4d:5e"});
                   record.setEstado(tSqlite3int(1));
                   record.insert(database.handle());
               }),

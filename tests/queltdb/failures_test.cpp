@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <new>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "queltdb/records.h"
@@ -59,7 +60,8 @@ const Operation kOperations[] = {
      .writes = true,
      .succeeds =
          [](sqlite3* db) {
-             tEsclavosModulo record({"4", "00:11", "before"});
+             auto record = std::make_from_tuple<tEsclavosModulo>(
+                 tEsclavosModulo::Texts{"4", "00:11", "before"});
              record.setHostname(tSqlite3parent(kBig.c_str()));
              const int result = record.update(db);
              EXPECT_EQ(modified(record), result == 1 ? Row{} : Row{"Hostname"});
@@ -74,7 +76,7 @@ const Operation kOperations[] = {
      .writes = true,
      .succeeds =
          [](sqlite3* db) {
-             tEsclavosModulo record({"05"});
+             auto record = std::make_from_tuple<tEsclavosModulo>(tEsclavosModulo::Texts{"05"});
              record.setHostname(tSqlite3parent(kBig.c_str()));
              const int result = record.insert(db);
              EXPECT_EQ(modified(record), Row{"Hostname"});
@@ -345,7 +347,7 @@ TEST_F(Statements, InsertsThatFailKeepTheKey) {
              Refused{"four", "20", "datatype mismatch"},
          }) {
         SCOPED_TRACE(refused.key);
-        tEsclavosModulo record({refused.key});
+        auto record = std::make_from_tuple<tEsclavosModulo>(tEsclavosModulo::Texts{refused.key});
         const tSqlite3parent* const key = record.IdEsclavosModulo;
         Printed printed = printed_by([&] { EXPECT_EQ(record.insert(database.handle()), 0); });
         printed.err = without_error(printed.err, refused.message);

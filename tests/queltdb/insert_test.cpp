@@ -5,6 +5,7 @@
 
 #include <array>
 #include <string>
+#include <tuple>
 #include <typeinfo>
 
 #include "queltdb/records.h"
@@ -81,7 +82,7 @@ TEST_F(Statements, InsertsAddARowAndTakeOverItsKey) {
         make_board();
         const Database database(kConfDb);
         database.run("INSERT INTO EsclavosModulo (IdEsclavosModulo) VALUES (20)");
-        tEsclavosModulo record(insertion.texts);
+        auto record = std::make_from_tuple<tEsclavosModulo>(insertion.texts);
         Trace trace(database);
         EXPECT_EQ(printed_by([&] { EXPECT_EQ(record.insert(database.handle()), 1); }), kNothing);
         EXPECT_THAT(trace.take(), ElementsAre(kInsert + insertion.values));

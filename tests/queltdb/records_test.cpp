@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
@@ -20,9 +21,6 @@ using queltdb::tAlarmasEstado;
 using queltdb::tSqlite3int;
 using queltdb::tSqlite3parent;
 using testing::ElementsAre;
-
-template <typename Record>
-using Texts = std::array<const char*, Record::kColumns.size()>;
 
 template <typename Record>
 const tSqlite3parent& value_of(const Record& record, const Field<Record>& field) {
@@ -64,10 +62,10 @@ TYPED_TEST(Records, CopyATextForEachColumn) {
     std::vector<std::string> given;
     for (const Field<TypeParam>& field : kFields<TypeParam>)
         given.push_back(std::string("text of ") + field.name);
-    Texts<TypeParam> texts{};
+    typename TypeParam::Texts texts{};
     for (std::size_t k = 0; k < texts.size(); ++k)
         texts.at(k) = given.at(k).c_str();
-    const TypeParam record(texts);
+    const auto record = std::make_from_tuple<TypeParam>(texts);
     for (std::string& text : given)
         text.assign(text.size(), 'x');
     for (const Field<TypeParam>& field : kFields<TypeParam>) {
@@ -78,8 +76,30 @@ TYPED_TEST(Records, CopyATextForEachColumn) {
     EXPECT_THAT(modified(record), ElementsAre());
 }
 
+// One text for each column, no fewer and no more.
+template <typename Record, std::size_t... K>
+constexpr bool made_from(std::index_sequence<K...> /*columns*/) {
+    return std::is_constructible_v<Record, decltype(K, static_cast<const char*>(nullptr))...>;
+}
+
+TYPED_TEST(Records, AreMadeFromATextForEachColumn) {
+    constexpr std::size_t columns = TypeParam::kColumns.size();
+    static_assert(made_from<TypeParam>(std::make_index_sequence<columns>()));
+    static_assert(!made_from<TypeParam>(std::make_index_sequence<columns - 1>()));
+    static_assert(!made_from<TypeParam>(std::make_index_sequence<columns + 1>()));
+}
+
+TEST(Records, AreMadeFromTextsAndNulls) {
+    const tAlarmasEstado record("1", "n", nullptr, "0", NULL);
+    EXPECT_EQ(record.idalarmasEstado->getString(), "1");
+    EXPECT_EQ(record.nombre->getString(), "n");
+    EXPECT_EQ(record.valor->texto(), nullptr);
+    EXPECT_EQ(record.EstadoPendienteWR->getString(), "0");
+    EXPECT_EQ(record.EstadoPendienteRE->texto(), nullptr);
+}
+
 TYPED_TEST(Records, HoldANullForEachSqlNull) {
-    const TypeParam record(Texts<TypeParam>{});
+    const auto record = std::make_from_tuple<TypeParam>(typename TypeParam::Texts{});
     for (const Field<TypeParam>& field : kFields<TypeParam>) {
         SCOPED_TRACE(field.name);
         EXPECT_EQ(value_of(record, field).texto(), nullptr);
@@ -138,11 +158,11 @@ constexpr Setting kSettings[] = {
 
 template <typename Record>
 Record record_for(const Setting& setting) {
-    Texts<Record> texts{};
+    typename Record::Texts texts{};
     texts.fill(setting.held_text);
     if (setting.held == Setting::none)
         return Record();
-    return Record(texts);
+    return std::make_from_tuple<Record>(texts);
 }
 
 TYPED_TEST(Records, SetWhatDiffersAndNothingElse) {
@@ -245,7 +265,7 @@ TEST(Setters, CompareByWhatAValueGoesBy) {
 }
 
 TEST(Setters, TakeNumbers) {
-    tAlarmasEstado record({"1", "alarma_in", "0", "0", "2"});
+    tAlarmasEstado record("1", "alarma_in", "0", "0", "2");
     record.setEstadoPendienteRE(tSqlite3int(2));
     EXPECT_FALSE(record.EstadoPendienteRE_modificado);
     record.setEstadoPendienteRE(tSqlite3int(-5));

@@ -131,7 +131,7 @@ TEST_F(Statements, UpdatesReplaceThePercentSignOfEachColumn) {
 // A value that is not written is not looked at.
 TEST_F(Statements, UpdatesKeepThePercentSignsOfOtherColumns) {
     const Database database(kTempDb);
-    tAlarmasEstado record({"2", "%n%s", "50%", "%", "0"});
+    tAlarmasEstado record("2", "%n%s", "50%", "%", "0");
     record.setEstadoPendienteRE(tSqlite3int(1));
     EXPECT_EQ(printed_by([&] { EXPECT_EQ(record.update(database.handle()), 1); }), kNothing);
     EXPECT_EQ(texts_of(record), (Row{"2", "%n%s", "50%", "%", "1"}));
@@ -158,7 +158,7 @@ TEST_F(Statements, UpdatesWriteTheRowsOfTheKey) {
         SCOPED_TRACE(key.quoted);
         make_board();
         const Database database(kTempDb);
-        tAlarmasEstado record({key.text, "alarma_in", "1", "0", "0"});
+        tAlarmasEstado record(key.text, "alarma_in", "1", "0", "0");
         record.setvalor(tSqlite3parent("changed"));
         Trace trace(database);
         EXPECT_EQ(printed_by([&] { EXPECT_EQ(record.update(database.handle()), 1); }), kNothing);
