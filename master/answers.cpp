@@ -57,6 +57,11 @@ constexpr Place kStatus[] = {
     {"player", 27, 1, Kind::number},           //
 };
 
+constexpr Place kClock[] = {
+    {"time", 0, 5, Kind::text},   //
+    {"date", 5, 10, Kind::text},  //
+};
+
 constexpr Place kPendingState[] = {
     {"channel", 1, 1, Kind::number},
     {"pending_state", 2, 1, Kind::number},
@@ -126,6 +131,9 @@ Items items_at(std::span<const Place> places, Info info) {
 Items items_at(std::span<const Field> fields, Info info) {
     Items items;
     for (const Field& field : fields) {
+        if (std::holds_alternative<Filled>(field.source) && field.position <= info.size())
+            std::ranges::move(items_at(kClock, info.subspan(field.position)),
+                              std::back_inserter(items));
         if (std::size_t{field.position} + field.width > info.size())
             continue;
         const Info bytes = info.subspan(field.position, field.width);
@@ -133,8 +141,6 @@ Items items_at(std::span<const Field> fields, Info info) {
             items.push_back({name_of(*number), std::int64_t{number_in(bytes)}});
         else if (const auto* const text = std::get_if<Text>(&field.source))
             items.push_back({name_of(*text), text_in(bytes)});
-        else if (std::holds_alternative<Filled>(field.source))
-            items.push_back({clock_name(field), text_in(bytes)});
     }
     return items;
 }
@@ -190,10 +196,8 @@ bool is_slave_answer(Info info) {
 
 }  // namespace
 
-// There are two, of different width.
-const char* clock_name(const Field& field) {
-    constexpr std::uint8_t kTimeWidth = 5;
-    return field.width == kTimeWidth ? "time" : "date";
+std::span<const Place> clock_places() {
+    return kClock;
 }
 
 std::span<const Place> identification_places() {

@@ -37,9 +37,8 @@ struct Place {
     std::uint8_t bit = 0;
 };
 
-// What the daemon's field of a clock is called: "time" or "date".
-const char* clock_name(const Field& field);
-
+// What stands in the daemon's field of the clock, from its first byte on.
+std::span<const Place> clock_places();
 std::span<const Place> identification_places();
 std::span<const Place> status_places();
 // Behind the sub-command in the answers to slave modules; of 106 it has the channel only, the

@@ -51,20 +51,13 @@ std::array<char, Width + 1> value_of(const mensaje& request) {
 
 }  // namespace
 
-int get_clock_time(std::uint8_t* buffer) {
+// One reading for both: around midnight two could belong to two days.
+int get_clock(std::uint8_t* buffer) {
     const std::tm now = local_now();
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%.2d.%.2d", now.tm_hour, now.tm_min);
-    std::copy_n(text.begin(), kTimeWidth, buffer);
-    return 0;
-}
-
-int get_clock_date(std::uint8_t* buffer) {
-    const std::tm now = local_now();
-    std::array<char, 40> text{};
-    std::snprintf(text.data(), text.size(), "%.2d.%.2d.%.4d", now.tm_mday, now.tm_mon + kTmMonths,
-                  now.tm_year + kTmYears);
-    std::copy_n(text.begin(), kDateWidth, buffer);
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%.2d.%.2d%.2d.%.2d.%.4d", now.tm_hour, now.tm_min,
+                  now.tm_mday, now.tm_mon + kTmMonths, now.tm_year + kTmYears);
+    std::copy_n(text.begin(), kTimeWidth + kDateWidth, buffer);
     return 0;
 }
 

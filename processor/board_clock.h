@@ -6,13 +6,11 @@
 
 struct mensaje;
 
-// Hour and minute as "HH.MM", 5 bytes, and the day as "DD.MM.YYYY", 10 bytes, without NUL. Always
-// 0.
-int get_clock_time(std::uint8_t* buffer);
-int get_clock_date(std::uint8_t* buffer);
+// Hour, minute and day of this moment as "HH.MMDD.MM.YYYY", 15 bytes without NUL. Always 0.
+int get_clock(std::uint8_t* buffer);
 
 // Set hour and minute of today, the seconds to 0; set the day, at the same time of day. The value
-// is the text above behind the sub-command. Its numbers are not checked: one out of range counts on
+// is "HH.MM" or "DD.MM.YYYY" behind the sub-command. Its numbers are not checked: one out of range counts on
 // into the next days or months, one that cannot be read leaves the clock's own. A clock that cannot
 // be set is logged.
 void set_clock_time(const mensaje& request, mensaje& answer);

@@ -86,8 +86,7 @@ constexpr Field kBlock2[] = {
     {123, 15, text(CGS_IP_MASK)},              //
     {138, 15, text(CGS_IP_GATEWAY)},           //
     {153, 15, text(CGS_COUNTRY)},              //
-    {168, 5, get_clock_time},                  //
-    {173, 10, get_clock_date},                 //
+    {168, 15, get_clock},                      //
     {183, 1, number(CG_SUBTIMEZONE)},          //
     {184, 1, number(IPO_MPTS_MODE)},           //
 };

@@ -32,10 +32,12 @@ const char* name_of(Place::Kind kind) {
     return "";
 }
 
-Json to_json(std::span<const Place> places) {
+// Those of a field count from `first`.
+Json to_json(std::span<const Place> places, int first = 0) {
     Json list = Json::array();
     for (const Place& place : places) {
-        Json entry = {{"name", place.name}, {"position", place.position}, {"width", place.width}};
+        Json entry = {
+            {"name", place.name}, {"position", first + place.position}, {"width", place.width}};
         entry["kind"] = name_of(place.kind);
         if (place.kind == Place::Kind::bit)
             entry["bit"] = place.bit;
@@ -47,13 +49,16 @@ Json to_json(std::span<const Place> places) {
 Json to_json(std::span<const Field> fields) {
     Json list = Json::array();
     for (const Field& field : fields) {
+        if (std::holds_alternative<Filled>(field.source)) {
+            for (Json& part : to_json(clock_places(), field.position))
+                list.push_back(std::move(part));
+            continue;
+        }
         Json entry = Json::object();
         if (const auto* const number = std::get_if<Number>(&field.source))
             entry["name"] = name_of(*number);
         else if (const auto* const text = std::get_if<Text>(&field.source))
             entry["name"] = name_of(*text);
-        else if (std::holds_alternative<Filled>(field.source))
-            entry["name"] = clock_name(field);
         else
             entry["name"] = "block";
         entry["position"] = field.position;

@@ -186,13 +186,20 @@ TEST_F(BoardClock, IsWrittenWithoutANulIntoItsBytesAlone) {
         SCOPED_TRACE(std::string(shown.zone) + ", " + shown.text);
         show(shown.zone, shown.now);
         const Bytes text = text_bytes(shown.text);
-        Bytes time = marked();
-        EXPECT_EQ(get_clock_time(time.data()), 0);
-        EXPECT_EQ(to_hex(time), to_hex(marked({text.begin(), text.begin() + 5})));
-        Bytes date = marked();
-        EXPECT_EQ(get_clock_date(date.data()), 0);
-        EXPECT_EQ(to_hex(date), to_hex(marked({text.begin() + 5, text.end()})));
+        Bytes clock = marked();
+        EXPECT_EQ(get_clock(clock.data()), 0);
+        EXPECT_EQ(to_hex(clock), to_hex(marked({text.begin(), text.end()})));
     }
+}
+
+// Read a second before midnight, and nothing of it after.
+TEST_F(BoardClock, IsOneMoment) {
+    setenv("TZ", kUtc, 1);
+    clock_shows(utc(2023, 12, 31, 23, 59, 59), 1);
+    const Bytes info = answer_to(1, {2});
+    clock_shows(0);
+    ASSERT_EQ(info.size(), 185U);
+    EXPECT_EQ(std::string(info.begin() + 168, info.begin() + 183), "23.5931.12.2023");
 }
 
 // Set
@@ -543,11 +550,11 @@ TEST_F(BoardClockSet, LeavesNoMomentInWhichASignalHangsTheDaemon) {
     auto* const before = std::signal(SIGTERM, take);
     a_signal_comes = true;
     answer_to(1, {2});
-    EXPECT_EQ(taken, 2);
+    EXPECT_EQ(taken, 1);
     answer_to(kWrite, setting(kTime, "10.30"));
-    EXPECT_EQ(taken, 4);
+    EXPECT_EQ(taken, 3);
     answer_to(kWrite, setting(kDate, "04.03.2025"));
-    EXPECT_EQ(taken, 6);
+    EXPECT_EQ(taken, 5);
     EXPECT_EQ(taken_in_the_time_zone, 0);
     a_signal_comes = false;
     std::signal(SIGTERM, before);

