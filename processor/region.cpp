@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "link/mensaje.h"
 #include "params/ConfiguracionGen.h"
 #include "params/EntradaAV.h"
 #include "params/RFOut.h"
@@ -22,8 +23,12 @@ constexpr unsigned kLocaleSize = 6;
 constexpr unsigned kThreeLettersSize = 4;
 constexpr unsigned kTwoLettersSize = 3;
 
+// Longer than any name in a request: what is cut to it equals none of them.
+constexpr std::size_t kAnyCountrySize = sizeof(mensaje);
+
+template <std::size_t Size = kCountrySize>
 std::string stored_country() {
-    std::array<std::uint8_t, kCountrySize> text{};
+    std::array<std::uint8_t, Size> text{};
     getstr_ConfiguracionGen(CGS_COUNTRY, text.data(), static_cast<int>(text.size()));
     return reinterpret_cast<const char*>(text.data());
 }
@@ -82,7 +87,8 @@ int set_output_frequency(int frequency) {
 }
 
 void change_country(std::string_view name) {
-    const std::string before = stored_country();
+    // Whole, since another process may have stored more than fits here.
+    const std::string before = stored_country<kAnyCountrySize>();
     if (name == before)
         return;
     const Country& country = find_country(name);
