@@ -2,8 +2,11 @@
 
 #include <unistd.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <optional>
 #include <span>
 
 #include "link/mensaje.h"
@@ -18,24 +21,78 @@ constexpr std::uint8_t kLength = 28;
 constexpr std::uint8_t kBitrates = 16;  // where the output bitrates begin
 constexpr std::uint8_t kBitratesEnd = 27;
 
-constexpr char kTvSystem[] = "estado_entradaAV_sistemaTV_12";
-constexpr char kHdmi[] = "estado_entradaAV_hdmi";
-constexpr char kHdsdi[] = "estado_entradaAV_hdsdi";
-constexpr char kPlayer[] = "estado_player";
-constexpr char kIp0[] = "estado_bitrate_IP_0";
-constexpr char kIp1[] = "estado_bitrate_IP_1";
+enum State : std::uint8_t {
+    kInputSync,
+    kAlarmHw,
+    kAlarmIn,
+    kAlarmCod,
+    kAlarmSi,
+    kAlarmMod,
+    kAlarmIp,
+    kOutputSync,
+    kTvSystem,
+    kHdmi,
+    kHdsdi,
+    kPlayer,
+    kIp0,
+    kIp1,
+};
 
-// The values are taken apart as unsigned numbers of 32 bits, whatever their sign.
-std::uint32_t binary(const char* name) {
-    return static_cast<std::uint32_t>(get_alarmas_estado_valor(name, MODO_BINARIO));
+struct NamedState {
+    State state;
+    const char* name;
+    e_modo mode;
+};
+
+constexpr NamedState kStates[] = {
+    {kInputSync, "estado_entradaAV_sync", MODO_BINARIO},             //
+    {kAlarmHw, "alarma_hw", MODO_BINARIO},                           //
+    {kAlarmIn, "alarma_in", MODO_BINARIO},                           //
+    {kAlarmCod, "alarma_cod", MODO_BINARIO},                         //
+    {kAlarmSi, "alarma_si", MODO_BINARIO},                           //
+    {kAlarmMod, "alarma_mod", MODO_BINARIO},                         //
+    {kAlarmIp, "alarma_ip", MODO_BINARIO},                           //
+    {kOutputSync, "estado_sync", MODO_BINARIO},                      //
+    {kTvSystem, "estado_entradaAV_sistemaTV_12", MODO_HEXADECIMAL},  //
+    {kHdmi, "estado_entradaAV_hdmi", MODO_HEXADECIMAL},              //
+    {kHdsdi, "estado_entradaAV_hdsdi", MODO_HEXADECIMAL},            //
+    {kPlayer, "estado_player", MODO_HEXADECIMAL},                    //
+    {kIp0, "estado_bitrate_IP_0", MODO_HEXADECIMAL},                 //
+    {kIp1, "estado_bitrate_IP_1", MODO_HEXADECIMAL},                 //
+};
+
+constexpr bool states_are_indexes() {
+    for (std::size_t i = 0; i < std::size(kStates); ++i) {
+        if (kStates[i].state != i)
+            return false;
+    }
+    return true;
 }
+static_assert(states_are_indexes());
 
-std::uint32_t hexadecimal(const char* name) {
-    return static_cast<std::uint32_t>(get_alarmas_estado_valor(name, MODO_HEXADECIMAL));
+// What an answer has read so far. Each value is read when it is first asked for, so that it is the
+// same wherever the answer tells of it. They are taken apart as unsigned numbers of 32 bits,
+// whatever their sign.
+struct Readings {
+    std::array<std::optional<std::uint32_t>, std::size(kStates)> states;
+    std::array<std::optional<std::uint32_t>, BN_SEL_4 + 1> null_packets;
+    std::optional<std::uint32_t> played_bitrate;
+};
+constinit Readings readings;  // of the answer that is being made
+
+std::uint32_t state(State state) {
+    std::optional<std::uint32_t>& value = readings.states[state];
+    if (!value)
+        value = static_cast<std::uint32_t>(
+            get_alarmas_estado_valor(kStates[state].name, kStates[state].mode));
+    return *value;
 }
 
 std::uint32_t null_packets(e_bitrate_nulos selector) {
-    return static_cast<std::uint32_t>(get_Bitrate_Nulos(selector));
+    std::optional<std::uint32_t>& value = readings.null_packets[selector];
+    if (!value)
+        value = static_cast<std::uint32_t>(get_Bitrate_Nulos(selector));
+    return *value;
 }
 
 std::uint32_t bits(std::uint32_t value, unsigned first, unsigned count) {
@@ -45,17 +102,16 @@ std::uint32_t bits(std::uint32_t value, unsigned first, unsigned count) {
 // Bits 10, 11, 14 and 15 have their places, although a binary value keeps 8 bits: they are sent as
 // 0.
 std::uint32_t input_sync() {
-    const std::uint32_t sync = binary("estado_entradaAV_sync");
+    const std::uint32_t sync = state(kInputSync);
     return bits(sync, 0, 4) | bits(sync, 14, 2) << 4U | bits(sync, 10, 2) << 6U;
 }
 
 // One bit for each, the first one the lowest.
 std::uint32_t alarms() {
-    constexpr const char* kAlarms[] = {"alarma_hw", "alarma_in",  "alarma_cod",
-                                       "alarma_si", "alarma_mod", "alarma_ip"};
+    constexpr State kAlarms[] = {kAlarmHw, kAlarmIn, kAlarmCod, kAlarmSi, kAlarmMod, kAlarmIp};
     std::uint32_t value = 0;
     for (unsigned i = 0; i < std::size(kAlarms); ++i)
-        value |= bits(binary(kAlarms[i]), 0, 1) << i;
+        value |= bits(state(kAlarms[i]), 0, 1) << i;
     return value;
 }
 
@@ -67,7 +123,7 @@ std::uint32_t null_level() {
 }
 
 bool player_active() {
-    return hexadecimal(kPlayer) == 1;
+    return state(kPlayer) == 1;
 }
 
 // How many encoded streams there are; the player counts for two.
@@ -90,34 +146,37 @@ std::uint32_t net_bitrate() {
 }
 
 std::uint32_t ip_0() {
-    return hexadecimal(kIp0);
+    return state(kIp0);
 }
 
 std::uint32_t ip_1() {
-    return hexadecimal(kIp1);
+    return state(kIp1);
 }
 
 // What the played file adds; only that it is there counts.
 std::uint32_t played_bitrate() {
-    return access("/tmp/to_play/video-final_HD.ts", F_OK) == 0 ? 10000 : 6000;
+    if (!readings.played_bitrate)
+        readings.played_bitrate =
+            access("/tmp/to_play/video-final_HD.ts", F_OK) == 0 ? 10000 : 6000;
+    return *readings.played_bitrate;
 }
 
 constexpr Field kStatus[] = {
-    {0, 1, input_sync},                                          //
-    {1, 1, alarms},                                              //
-    {2, 4},                                                      //
-    {6, 1, [] { return bits(binary("estado_sync"), 0, 1); }},    //
-    {7, 1, [] { return bits(hexadecimal(kTvSystem), 0, 8); }},   //
-    {8, 1, [] { return bits(hexadecimal(kTvSystem), 16, 8); }},  //
-    {9, 1, [] { return bits(hexadecimal(kHdmi), 16, 8); }},      //
-    {10, 1, [] { return bits(hexadecimal(kHdsdi), 16, 8); }},    //
-    {11, 1, [] { return 3U; }},                                  //
-    {12, 1, [] { return 3U; }},                                  //
-    {13, 1, [] { return bits(hexadecimal(kHdmi), 24, 8); }},     //
-    {14, 1, [] { return bits(hexadecimal(kHdsdi), 24, 8); }},    //
-    {15, 1, null_level},                                         //
-    {kBitrates, kBitratesEnd - kBitrates},                       // one of the layouts below
-    {27, 1, [] { return bits(hexadecimal(kPlayer), 0, 8); }},    //
+    {0, 1, input_sync},                                     //
+    {1, 1, alarms},                                         //
+    {2, 4},                                                 //
+    {6, 1, [] { return bits(state(kOutputSync), 0, 1); }},  //
+    {7, 1, [] { return bits(state(kTvSystem), 0, 8); }},    //
+    {8, 1, [] { return bits(state(kTvSystem), 16, 8); }},   //
+    {9, 1, [] { return bits(state(kHdmi), 16, 8); }},       //
+    {10, 1, [] { return bits(state(kHdsdi), 16, 8); }},     //
+    {11, 1, [] { return 3U; }},                             //
+    {12, 1, [] { return 3U; }},                             //
+    {13, 1, [] { return bits(state(kHdmi), 24, 8); }},      //
+    {14, 1, [] { return bits(state(kHdsdi), 24, 8); }},     //
+    {15, 1, null_level},                                    //
+    {kBitrates, kBitratesEnd - kBitrates},                  // one of the layouts below
+    {27, 1, [] { return bits(state(kPlayer), 0, 8); }},     //
 };
 static_assert(gapless(kStatus, 0, kLength));
 
@@ -164,6 +223,7 @@ std::span<const Field> output_bitrates() {
 }  // namespace
 
 void put_status(mensaje& answer) {
+    readings = {};
     put_fields(kStatus, answer);
     put_fields(output_bitrates(), answer);
     answer.longitud = kLength;

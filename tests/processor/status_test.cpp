@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,6 +25,7 @@
 #include "tests/support/database.h"
 #include "tests/support/open_board.h"
 #include "tests/support/pauses.h"
+#include "tests/support/trace.h"
 
 namespace fs = std::filesystem;
 
@@ -784,6 +786,43 @@ TEST(StatusAnswer, HoldsWhatALaterAttemptReads) {
     EXPECT_THAT(printed.err, testing::HasSubstr("tabla alarmasEstado . intento: 0\n"));
     EXPECT_THAT(printed.err, testing::Not(testing::HasSubstr("intento: 1\n")));
     EXPECT_THAT(take_pauses(), testing::ElementsAre(1));
+}
+
+// What an answer says of one value in several places is one reading of it.
+TEST(StatusAnswer, ReadsEachValueOnce) {
+    struct Layout {
+        const char* name;
+        const char* conf;
+        const char* player;
+        std::size_t statements;
+    };
+    constexpr Layout kReadings[] = {
+        {"multiplex, one input", "Modo_Salida = 0, Modo_Entrada = 10", "0", 19},
+        {"multiplex, two inputs", "Modo_Salida = 0, Modo_Entrada = 9", "0", 19},
+        {"multiplex, player", "Modo_Salida = 0", "1", 18},
+        {"one stream", "Modo_Salida = 1, Modo_Entrada = 10", "0", 16},
+        {"two streams", "Modo_Salida = 1, Modo_Entrada = 9", "0", 17},
+        {"played stream", "Modo_Salida = 1", "1", 15},
+    };
+    for (const Layout& layout : kReadings) {
+        SCOPED_TRACE(layout.name);
+        const OpenBoard board;
+        make_quiet();
+        run_elsewhere(kConfDb, std::string("UPDATE ConfiguracionGen SET ") + layout.conf);
+        set(Database(kTempDb), {"estado_player", layout.player});
+        Trace trace;
+        info_for(0);
+        std::vector<std::string> statements = trace.take();
+        EXPECT_EQ(statements.size(), layout.statements);
+        std::erase_if(statements, [](const std::string& statement) {
+            return statement.find("alarmasEstado") == std::string::npos;
+        });
+        const std::set<std::string> distinct(statements.begin(), statements.end());
+        EXPECT_EQ(distinct.size(), statements.size());
+        // The next answer reads anew.
+        info_for(0);
+        EXPECT_EQ(trace.take().size(), layout.statements);
+    }
 }
 
 // Requests
