@@ -11,11 +11,13 @@ namespace {
 
 constexpr std::size_t kSmall = 24;  // holds a value, a number's text, most other texts
 constexpr std::size_t kWaste = 16;  // that a block may be larger
+constexpr unsigned kMost = 2048;    // spare ones, 64 KiB: enough for a select of a few rows
 
 struct Spare {
     Spare* next;
 };
 constinit thread_local Spare* spares = nullptr;
+constinit thread_local unsigned spare_count = 0;
 
 }  // namespace
 
@@ -23,6 +25,7 @@ void* operator new(std::size_t size) {
     if (size <= kSmall) {
         if (Spare* const block = spares) {
             spares = block->next;
+            --spare_count;
             return block;
         }
         size = kSmall;
@@ -37,9 +40,10 @@ void operator delete(void* block) noexcept {
     if (block == nullptr)
         return;
     // None is smaller than kSmall: all are made above.
-    if (malloc_usable_size(block) >= kSmall + kWaste)
+    if (spare_count == kMost || malloc_usable_size(block) >= kSmall + kWaste)
         return std::free(block);
     spares = new (block) Spare{spares};
+    ++spare_count;
 }
 
 void operator delete(void* block, std::size_t /*size*/) noexcept {

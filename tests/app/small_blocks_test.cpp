@@ -1,5 +1,6 @@
 // The program's operator new and delete, in whose place this test program has them too.
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <pthread.h>
 #include <sys/resource.h>
 
@@ -87,6 +88,27 @@ TEST(SmallBlocks, BelongToTheThreadThatGaveThemBack) {
     void* const again = made(24);
     EXPECT_EQ(again, block);
     given_back(again);
+}
+
+// As many are kept as a select of a few rows needs. The others go back to where they came from:
+// what one answer took for a large table does not stay for ever.
+TEST(SmallBlocks, AreKeptUpToABound) {
+    constexpr std::size_t kBlocks = 200'000;
+    std::vector<void*> blocks(kBlocks);
+    for (void*& block : blocks)
+        block = made(24);
+    const std::size_t taken = mallinfo2().uordblks;
+    for (void* const block : blocks)
+        given_back(block);
+    const std::size_t kept = mallinfo2().uordblks;
+    EXPECT_GE(taken - kept, (kBlocks - 2100) * 32);
+    EXPECT_LE(taken - kept, (kBlocks - 2000) * 32);
+    for (void*& block : blocks)
+        block = made(24);
+    EXPECT_EQ(mallinfo2().uordblks, taken);
+    for (void* const block : blocks)
+        given_back(block);
+    EXPECT_EQ(mallinfo2().uordblks, kept);
 }
 
 TEST(SmallBlocks, TakeNullBack) {
