@@ -1,6 +1,7 @@
 #include "app/signals.h"
 
 #include <syslog.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -43,6 +44,8 @@ constexpr Fault kFaults[] = {
     {SIGBUS, BUS_OBJERR, "object-specific hardware error"},
 };
 
+constexpr unsigned kLongestEnd_s = 3;  // from the signal on
+
 constexpr int kFatalSignals[] = {SIGFPE, SIGILL, SIGSEGV, SIGBUS, SIGABRT, SIGHUP, SIGTERM, SIGINT};
 
 const char* fault_text(int signal, int code) {
@@ -73,11 +76,31 @@ void log_database_error(const char* text) {
     std::exit(status);
 }
 
+void on_late_end(int /*signal*/) {
+    _exit(1);
+}
+
+// Ends the process in a few seconds without taking a lock, whatever mask of signals it was started
+// with: what the handler calls may wait for ever for a lock of the very thread that it interrupts,
+// or for somebody who reads the log.
+void limit_the_end() {
+    struct sigaction action {};
+    action.sa_handler = on_late_end;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGALRM, &action, nullptr);
+    sigset_t late;
+    sigemptyset(&late);
+    sigaddset(&late, SIGALRM);
+    pthread_sigmask(SIG_UNBLOCK, &late, nullptr);
+    alarm(kLongestEnd_s);
+}
+
 // Calls what is not safe in a handler; accepted, since the process is ending anyway.
 void on_fatal_signal(int signal, siginfo_t* information, void* /*context*/) {
     if (signal_in_progress != 0)
         return;
     signal_in_progress = signal;
+    limit_the_end();
     syslog(LOG_LOCAL0 | LOG_CRIT, "Exiting due to signal %s.", strsignal(signal));
     if (information != nullptr && names_an_address(signal)) {
         // The address is decimal behind its "0x"; readers of the logs are used to it.
