@@ -1,6 +1,7 @@
 // The program's operator new and delete: small blocks are kept for the next one that is as small.
 // A select makes and frees a value and a text for every column of a row; the general allocator
-// keeps only seven of a size at hand, and merges and splits the others each time.
+// keeps only seven of a size at hand, and merges and splits the others each time. What is more than
+// a few rows need goes back to the system.
 #include <malloc.h>
 
 #include <cstddef>
@@ -11,13 +12,23 @@ namespace {
 
 constexpr std::size_t kSmall = 24;  // holds a value, a number's text, most other texts
 constexpr std::size_t kWaste = 16;  // that a block may be larger
-constexpr unsigned kMost = 2048;    // spare ones, 64 KiB: enough for a select of a few rows
+constexpr unsigned kMost = 2048;    // spare ones, 64 KiB
+constexpr unsigned kMany = 65'536;  // that were freed: 2 MiB, worth a walk through the heap
 
 struct Spare {
     Spare* next;
 };
 constinit thread_local Spare* spares = nullptr;
 constinit thread_local unsigned spare_count = 0;
+constinit thread_local unsigned freed_count = 0;
+
+// The general allocator neither merges blocks as small as these by itself nor gives up what lies
+// below a page that is still in use.
+void free_small(void* block) {
+    std::free(block);
+    if (++freed_count % kMany == 0)
+        malloc_trim(0);
+}
 
 }  // namespace
 
@@ -40,8 +51,10 @@ void operator delete(void* block) noexcept {
     if (block == nullptr)
         return;
     // None is smaller than kSmall: all are made above.
-    if (spare_count == kMost || malloc_usable_size(block) >= kSmall + kWaste)
+    if (malloc_usable_size(block) >= kSmall + kWaste)
         return std::free(block);
+    if (spare_count == kMost)
+        return free_small(block);
     spares = new (block) Spare{spares};
     ++spare_count;
 }

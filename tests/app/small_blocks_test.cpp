@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <new>
 #include <vector>
@@ -109,6 +110,30 @@ TEST(SmallBlocks, AreKeptUpToABound) {
     for (void* const block : blocks)
         given_back(block);
     EXPECT_EQ(mallinfo2().uordblks, kept);
+}
+
+std::size_t resident_pages() {
+    std::ifstream file("/proc/self/statm");
+    std::size_t all = 0;
+    std::size_t resident = 0;
+    file >> all >> resident;
+    return resident;
+}
+
+// Although they are small, and although one above them is still in use.
+TEST(SmallBlocks, GoBackToTheSystemWhenTheyAreMany) {
+    constexpr std::size_t kBlocks = 500'000;
+    std::vector<void*> blocks(kBlocks);
+    const std::size_t before = resident_pages();
+    for (void*& block : blocks)
+        block = made(24);
+    void* const last = made(24);
+    const std::size_t with_all = resident_pages();
+    EXPECT_GE(with_all - before, kBlocks * 32 / 4096);
+    for (void* const block : blocks)
+        given_back(block);
+    EXPECT_LE(resident_pages() - before, (with_all - before) / 4);
+    given_back(last);
 }
 
 TEST(SmallBlocks, TakeNullBack) {
