@@ -492,7 +492,7 @@ BASE = [
     Case("stays away from a machine without a board", stays_away_without_a_board,
          gone("ConditionPathIsDirectory=/quelt")),
     Case("waits for its databases", waits_for_its_databases, gone("Restart=always")),
-    Case("a stop ends a hanging script", stop_ends_a_hanging_script, gone("TimeoutStopSec=10")),
+    Case("a stop ends a hanging script", stop_ends_a_hanging_script, gone("TimeoutStopSec=6")),
     Case("a stop ends all of the group", stop_ends_a_hanging_script,
          changed("KillMode=control-group", "KillMode=process")),
     Case("its end ends its scripts", its_end_ends_its_scripts,
