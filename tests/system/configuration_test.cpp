@@ -396,11 +396,9 @@ std::set<std::string> settings_between(std::time_t before, std::time_t after,
 
 // All that can set a clock, by itself or by another program; and where the start is over. The call
 // is not made: strace says that it succeeded.
-const std::vector<std::string> kTraced = {
-    "-f", "-e",
+constexpr char kTraced[] =
     "trace=clock_settime,settimeofday,adjtimex,clock_adjtime,ioctl,execve,execveat,fork,vfork,"
-    "accept,accept4",
-    "-e", "inject=clock_settime:retval=0"};
+    "accept,accept4";
 
 // The calls from the first wait for a master on, without these waits: name and arguments.
 std::vector<std::string> calls_of_requests() {
@@ -427,7 +425,8 @@ TEST_F(BoardConfiguration, ClockIsSetByOneCallToTheVeryMoment) {
     for (const Setting& setting : kSettings) {
         SCOPED_TRACE(setting.name);
         const SyslogReader log;
-        TracedDaemon daemon(kTraced, {"-l", "64", "-s", "5"});
+        TracedDaemon daemon({"-f", "-e", kTraced, "-e", "inject=clock_settime:retval=0"},
+                            {"-l", "64", "-s", "5"});
         const std::time_t before = std::time(nullptr);
         EXPECT_EQ(to_hex(exchange(hex(setting.request))), kWritten);
         const std::time_t after = std::time(nullptr);

@@ -26,7 +26,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 const Bytes kIdentify = hex("A5 04 00 00 00 00 FC");
 const Bytes kBrightness = hex("A5 03 00 00 00 02 02 34 C5");  // 52
@@ -159,8 +158,7 @@ TEST_F(Surroundings, LeaveAnEmptyPidFileWhenThereIsNoRoom) {
     const ProgramEnd end = run_to_end({
         .paths = {"/quelt/db/missing.sqlite", kTempDb},
         .launcher = {"strace", "-o", "/dev/null", "-P", kPidFile, "-e",
-                     "inject=write,writev:"
-                     "error=ENOSPC"},
+                     "inject=write,writev:error=ENOSPC"},
         .prepare = leave_faults_to_the_program,
     });
     EXPECT_TRUE(fs::exists(kPidFile));
@@ -174,6 +172,7 @@ TEST_F(Surroundings, HavePutItsNumberIntoWhateverThePidFileLinksTo) {
     fs::create_symlink("/quelt/important", "/tmp/link.pid");
     const ProgramEnd end = run_to_end(
         {.options = {"-p", "/tmp/link.pid"}, .paths = {"/quelt/db/missing.sqlite", kTempDb}});
+    EXPECT_EQ(end.status, 1);
     EXPECT_THAT(read_file("/quelt/important"), testing::MatchesRegex("[1-9][0-9]*\n"));
     EXPECT_TRUE(fs::is_symlink("/tmp/link.pid"));
 }
