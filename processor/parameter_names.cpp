@@ -79,3 +79,9 @@ std::string name_of(const Number& number) {
 std::string name_of(const Text& text) {
     return name(text);
 }
+
+// The selectors of the other tables all have theirs.
+bool has_column(const Number& number) {
+    return number.of != Number::Of::network ||
+           column_name(static_cast<e_Red>(number.selector)).column != nullptr;
+}

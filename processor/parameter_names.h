@@ -9,3 +9,6 @@
 // "EntradaAV.0.Brillo", "RFOut.Frecuencia", "PIDsSalida.0.2.Seleccionado" (the audio of service 0).
 std::string name_of(const Number& number);
 std::string name_of(const Text& text);
+
+// False for one that is taken and not stored.
+bool has_column(const Number& number);

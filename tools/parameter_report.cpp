@@ -4,6 +4,9 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <utility>
+
+#include "processor/parameter_names.h"
 
 namespace {
 
@@ -32,6 +35,28 @@ std::string remark_on(const Parameter& parameter) {
     if (parameter.write->then == Then::reset_network)
         return "resets the network";
     return "";
+}
+
+// By the value that is sent, the one that is read back, where that is another.
+Json changed_values(const Number& number, std::uint32_t limit) {
+    Json changed = Json::object();
+    for (std::uint32_t value = 0; value <= limit; ++value) {
+        const int kept = number.kept(static_cast<int>(value));
+        if (kept != static_cast<int>(value))
+            changed[std::to_string(value)] = kept;
+    }
+    return changed;
+}
+
+// What becomes of the numbers that are sent, where it is not what is read back.
+void put_storage(Json& object, const Parameter& parameter) {
+    const auto* const number = std::get_if<Number>(&parameter.write->target);
+    if (number == nullptr)
+        return;
+    if (!has_column(*number))
+        object["stored"] = false;
+    if (Json changed = changed_values(*number, parameter.limit()); !changed.empty())
+        object["stored_as"] = std::move(changed);
 }
 
 }  // namespace
@@ -73,6 +98,7 @@ Json describe(const Parameter& parameter) {
         object["width"] = parameter.write->width;
         object["maximum"] = parameter.limit();
     }
+    put_storage(object, parameter);
     object["block"] = parameter.block == 0 ? Json() : Json(parameter.block);
     object["position"] = parameter.field == nullptr ? Json() : Json(parameter.field->position);
     if (const std::string remark = remark_on(parameter); !remark.empty())

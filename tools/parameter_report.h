@@ -17,5 +17,6 @@ Item item_of(const Parameter& parameter, const Value& value);
 // {"name": ..., "value": ...}.
 Json parameter_json(const std::string& name, const Item& item);
 
-// What the module's tables say about it: name, sub-command, kind, width, range, where it is read.
+// What the module's tables say about it: name, sub-command, kind, width, range, what is not stored
+// as it is sent, where it is read.
 Json describe(const Parameter& parameter);

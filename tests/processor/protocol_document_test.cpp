@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <set>
 #include <span>
@@ -27,8 +28,10 @@
 #include "tests/support/daemon.h"
 #include "tests/support/database.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/open_board.h"
+#include "tests/support/traced_daemon.h"
 
 namespace {
 
@@ -337,6 +340,149 @@ TEST(ProtocolDocument, NamesTheStreamsThatBlock1Shows) {
         seen.push_back(place.position);
     }
     EXPECT_THAT(seen, ElementsAre(33, 34, 54, 55));
+}
+
+// A state and what it is: as hexadecimal digits, its low four binary ones, the lowest of them.
+struct State {
+    std::string text;
+    std::uint32_t hexadecimal;
+    int binary;
+    int lowest;
+};
+
+TEST(ProtocolDocument, TellsHowTheStatesAreRead) {
+    const State kStates[] = {
+        {"12345678", 0x12345678, 15, 1},
+        {"1x10", 0x1010, 14, 0},
+        {"00000000", 0, 0, 0},
+        {"123456789", 0, 0, 0},
+    };
+    const OpenBoard board;
+    std::vector<std::size_t> seen;
+    for (const Place& place : layout("Status")) {
+        const std::string& content = place.content;
+        const bool binary = content.find("binary") != std::string::npos;
+        const bool lowest = content.find("lowest") != std::string::npos;
+        const std::size_t bits = content.find("bits ");
+        const std::vector<std::string> names = quoted(content);
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            seen.push_back(place.position);
+            for (const State& state : kStates) {
+                SCOPED_TRACE(names[i] + " " + state.text);
+                Database(kTempDb).run("UPDATE alarmasEstado SET valor = '" + state.text +
+                                      "' WHERE nombre = '" + names[i] + "'");
+                const std::uint32_t sent = answer_to(0, {}).at(place.position);
+                if (!binary) {
+                    const unsigned long first = std::stoul(content.substr(bits + 5));
+                    EXPECT_EQ(sent, state.hexadecimal >> first & 0xFFU);
+                } else if (lowest) {
+                    EXPECT_EQ(sent >> i & 1U, state.lowest);
+                } else {
+                    EXPECT_EQ(sent, state.binary);
+                }
+            }
+        }
+    }
+    EXPECT_THAT(seen, ElementsAre(0, 1, 1, 1, 1, 1, 1, 6, 7, 8, 9, 10, 13, 14, 27));
+}
+
+TEST(ProtocolDocument, TellsHowTheLevelIsSent) {
+    const OpenBoard board;
+    const std::vector<Row> levels = table("| B6 | Position 15 |");
+    EXPECT_EQ(levels.size(), 8U);
+    for (const Row& row : levels) {
+        SCOPED_TRACE(row[0]);
+        Database(kTempDb).run("UPDATE Bitrate_Nulos SET Nivel = '" + row[0] + "'");
+        EXPECT_EQ(std::to_string(answer_to(0, {}).at(15)), row[1]);
+    }
+}
+
+// What is missing, and the byte that stands there then, with the versions 2.4.7, 1.3.8 and 3.1.9.
+struct Missing {
+    std::string row;
+    std::function<void()> remove;
+    std::uint8_t byte;
+};
+
+void set_versions(const std::string& software, const std::string& hardware) {
+    write_script("/quelt/script/get_board_versions.sh",
+                 software + "; echo b U-Boot: 1.3.8; " + hardware);
+}
+
+TEST(ProtocolDocument, TellsWhatStandsWhereTheIdentificationHasNothing) {
+    const std::string software = "echo b Software: 2.4.7";
+    const std::string hardware = "echo b Hardware: 3.1.9";
+    const auto without_software = [&] { set_versions(":", hardware); };
+    const Missing kMissing[] = {
+        {"3 software version: character 4 of the name", without_software, '2'},
+        {"4 software version: character 5 of the name", without_software, 'A'},
+        {"5 name: third number of the software version",
+         [] { std::filesystem::remove("/quelt/conf/quelt_modelo"); }, 7},
+        {"15 hardware version: third number of the boot loader version",
+         [&] { set_versions(software, ":"); }, 8},
+        {"17 serial number: third number of the hardware version",
+         [] { std::filesystem::remove("/quelt/conf/quelt_numserie"); }, 9},
+    };
+    std::vector<std::string> known;
+    for (const Missing& missing : kMissing) {
+        SCOPED_TRACE(missing.row);
+        known.push_back(missing.row);
+        make_board();
+        set_versions(software, hardware);
+        missing.remove();
+        const Daemon daemon;
+        EXPECT_EQ(exchange(kIdentify).at(6 + std::stoul(missing.row)), missing.byte);
+    }
+    std::vector<std::string> documented;
+    for (const Row& row : table("| Missing | Position |"))
+        documented.push_back(row[1] + " " + row[0] + ": " + row[2]);
+    EXPECT_THAT(documented, ElementsAreArray(known));
+}
+
+// Statements that failed three times.
+long failed_statements(const std::string& err) {
+    long count = 0;
+    for (const std::string last : {"intento: 2\n", "Attempt: 2\n"}) {
+        for (std::size_t at = err.find(last); at != std::string::npos; at = err.find(last, at + 1))
+            ++count;
+    }
+    return count;
+}
+
+TEST(ProtocolDocument, CountsTheStatementsThatFail) {
+    const std::string mac = "30 61 31 62 32 63 33 64 34 65 35 66 00";
+    const std::pair<std::string, Bytes> kRequests[] = {
+        {"identification, time, date, factory reset", kIdentify},
+        {"configuration, block 1", hex("A5 01 00 00 00 01 01 FD")},
+        {"configuration, block 2", hex("A5 01 00 00 00 01 02 FC")},
+        {"17, 19, 20", hex("A5 03 00 00 00 02 13 1E CA")},
+        {"71", frame(3, hex("47 41 75 73 74 72 61 6C 69 61 00"))},
+        {"the others up to 79, 107, 108", hex("A5 03 00 00 00 02 02 34 C5")},
+        {"105, 109, 111, 112", frame(3, hex("69 " + mac + " 01"))},
+        {"106", frame(3, hex("6A " + mac + " 01"))},
+        {"110", frame(3, joined({hex("6E " + mac), Bytes(60)}))},
+    };
+    make_board();
+    const TracedDaemon daemon(without_pauses());
+    exchange(kIdentify);
+    // Fails each statement as a lock does, without its waiting.
+    for (const std::string& path : {kConfDb, kTempDb}) {
+        const Database database(path);
+        for (const Row& name : database.rows("SELECT name FROM sqlite_master WHERE type = 'table' "
+                                             "AND name NOT LIKE 'sqlite%'"))
+            database.run("ALTER TABLE " + name[0] + " RENAME TO no_" + name[0]);
+    }
+    const std::vector<Row> rows = table("| Request | Statements");
+    for (const Row& row : rows)
+        EXPECT_EQ(row[2], std::to_string(21 * std::stol(row[1]))) << row[0];
+    for (const auto& [name, request] : kRequests) {
+        SCOPED_TRACE(name);
+        const auto row = std::ranges::find(rows, name, [](const Row& each) { return each[0]; });
+        ASSERT_NE(row, rows.end());
+        const long before = failed_statements(daemon.err());
+        exchange(request);
+        EXPECT_EQ(std::to_string(failed_statements(daemon.err()) - before), (*row)[1]);
+    }
 }
 
 TEST(ProtocolDocument, ListsTheCountriesAndTheirPlans) {

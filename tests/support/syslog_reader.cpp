@@ -16,8 +16,10 @@ namespace {
 constexpr char kMark[] = "mark";
 constexpr std::size_t kTimeStamp = sizeof "Nov 20 20:13:00 " - 1;
 
-// "<29>Nov 20 20:13:00 NAME[3]: text"
+// "<29>Nov 20 20:13:00 NAME[3]: text". What was not sent by syslog() has no priority and no name.
 LogLine parse(const std::string& packet) {
+    if (!packet.starts_with('<'))
+        return {-1, "", packet};
     const std::size_t stamp = packet.find('>') + 1;
     const std::size_t name = stamp + kTimeStamp;
     const std::size_t text = packet.find(": ", name) + 2;

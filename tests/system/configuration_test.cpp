@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -19,11 +18,11 @@
 #include "tests/support/bytes.h"
 #include "tests/support/daemon.h"
 #include "tests/support/database.h"
-#include "tests/support/faults.h"
 #include "tests/support/files.h"
 #include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/syslog_reader.h"
+#include "tests/support/traced_daemon.h"
 
 namespace {
 
@@ -242,44 +241,6 @@ TEST_F(BoardConfiguration, HoldsWhatAnotherProcessHasJustWritten) {
 
 // Databases that cannot be read
 
-std::string pid_file() {
-    return read_file("/tmp/zondar_net_receiver.pid");
-}
-
-const std::string kCalls = "/tmp/calls";
-
-// Under strace, with some system calls replaced. strace takes no signal; it ends with the daemon
-// and hands over its status.
-class TracedDaemon {
-  public:
-    TracedDaemon(const std::string& traced, const std::string& replaced,
-                 const std::vector<std::string>& options = {})
-        : tracer_({.options = options,
-                   .launcher = {"strace", "-f", "-o", kCalls, "-e", "trace=" + traced, "-e",
-                                "inject=" + replaced + ":retval=0"},
-                   .prepare = leave_faults_to_the_program}) {}
-    ~TracedDaemon() { stop(); }
-    TracedDaemon(const TracedDaemon&) = delete;
-    TracedDaemon& operator=(const TracedDaemon&) = delete;
-
-    // The calls are all in their file on return.
-    void stop() {
-        if (stopped_)
-            return;
-        stopped_ = true;
-        const std::string pid = pid_file();
-        if (!pid.empty())
-            Daemon::deliver(std::stoi(pid), SIGTERM);
-        EXPECT_EQ(tracer_.wait(), 1);
-    }
-
-    [[nodiscard]] std::string err() const { return tracer_.err(); }
-
-  private:
-    Daemon tracer_;
-    bool stopped_ = false;
-};
-
 int times(const std::string& text, const std::string& part) {
     int count = 0;
     for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
@@ -298,11 +259,8 @@ void expect_zeros() {
     EXPECT_EQ(to_hex(block2_without_clock()), to_hex(block2));
 }
 
-// The pauses of SQLite and of the attempts are left out.
-constexpr char kPauses[] = "clock_nanosleep,nanosleep";
-
 TEST_F(BoardConfiguration, OfALockedDatabaseIsZerosUntilItIsFree) {
-    const TracedDaemon daemon(kPauses, kPauses);
+    const TracedDaemon daemon(without_pauses());
     EXPECT_EQ(to_hex(exchange(hex("A5 01 00 00 00 01 01 FD"))), kFrame1);
     {
         const ForeignLock lock(kConfDb);
@@ -315,7 +273,7 @@ TEST_F(BoardConfiguration, OfALockedDatabaseIsZerosUntilItIsFree) {
 }
 
 TEST_F(BoardConfiguration, OfMissingTablesIsZerosUntilTheyAreThere) {
-    const TracedDaemon daemon(kPauses, kPauses);
+    const TracedDaemon daemon(without_pauses());
     const std::vector<std::string> tables = {
         "ConfiguracionGen", "EntradaAV", "RFOut", "ServiciosSalida", "PIDsSalida", "Red", "IPOut"};
     std::string hide;
@@ -439,13 +397,13 @@ std::set<std::string> settings_between(std::time_t before, std::time_t after,
 // All that can set a clock, by itself or by another program; and where the start is over. The call
 // is not made: strace says that it succeeded.
 constexpr char kTraced[] =
-    "clock_settime,settimeofday,adjtimex,clock_adjtime,ioctl,execve,execveat,fork,vfork,"
+    "trace=clock_settime,settimeofday,adjtimex,clock_adjtime,ioctl,execve,execveat,fork,vfork,"
     "accept,accept4";
 
 // The calls from the first wait for a master on, without these waits: name and arguments.
 std::vector<std::string> calls_of_requests() {
     std::vector<std::string> made;
-    std::istringstream calls(read_file(kCalls));
+    std::istringstream calls(TracedDaemon::calls());
     // "12 clock_settime(CLOCK_REALTIME, {tv_sec=1, tv_nsec=0}) = 0 (INJECTED)". A call during
     // which another thread does something has two lines, both with its name.
     static const std::regex kCall("[0-9]+ +([a-z0-9_]+\\(.*)");
@@ -467,7 +425,8 @@ TEST_F(BoardConfiguration, ClockIsSetByOneCallToTheVeryMoment) {
     for (const Setting& setting : kSettings) {
         SCOPED_TRACE(setting.name);
         const SyslogReader log;
-        TracedDaemon daemon(kTraced, "clock_settime", {"-l", "64", "-s", "5"});
+        TracedDaemon daemon({"-f", "-e", kTraced, "-e", "inject=clock_settime:retval=0"},
+                            {"-l", "64", "-s", "5"});
         const std::time_t before = std::time(nullptr);
         EXPECT_EQ(to_hex(exchange(hex(setting.request))), kWritten);
         const std::time_t after = std::time(nullptr);

@@ -280,6 +280,19 @@ TEST(Catalogue, HasEverySubCommandAsDocumented) {
                                            {112, 0}}));
 }
 
+TEST(Catalogue, TellsWhatIsNotStoredAsItIsSent) {
+    Words told;
+    const Json catalogue = committed_catalogue();
+    for (const Json& row : catalogue["sub_commands"]) {
+        for (const char* const key : {"stored", "stored_as"}) {
+            if (row.contains(key))
+                told.push_back(row["name"].get<std::string>() + " " + key + " " + row[key].dump());
+        }
+    }
+    EXPECT_THAT(told, ElementsAre("ConfiguracionGen.Modo_Entrada stored_as {\"3\":10,\"4\":11}",
+                                  "Red.TSID_Out stored false", "Red.ONID_Out stored false"));
+}
+
 TEST(Catalogue, HasTheCommands) {
     const Json catalogue = committed_catalogue();
     EXPECT_EQ(catalogue["schema"], 1);
