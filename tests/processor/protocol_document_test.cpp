@@ -453,8 +453,10 @@ TEST(ProtocolDocument, CountsTheStatementsThatFail) {
     const std::string mac = "30 61 31 62 32 63 33 64 34 65 35 66 00";
     const std::pair<std::string, Bytes> kRequests[] = {
         {"identification, time, date, factory reset", kIdentify},
+        {"status", hex("A5 00 00 00 00 00 00")},
         {"configuration, block 1", hex("A5 01 00 00 00 01 01 FD")},
         {"configuration, block 2", hex("A5 01 00 00 00 01 02 FC")},
+        {"27, 28, 32, 33", frame(3, {27, 1})},
         {"17, 19, 20", hex("A5 03 00 00 00 02 13 1E CA")},
         {"71", frame(3, hex("47 41 75 73 74 72 61 6C 69 61 00"))},
         {"the others up to 79, 107, 108", hex("A5 03 00 00 00 02 02 34 C5")},

@@ -25,6 +25,7 @@
 #include "tests/support/files.h"
 #include "tests/support/master.h"
 #include "tests/support/syslog_reader.h"
+#include "tests/support/traced_daemon.h"
 #include "tests/support/wait.h"
 
 namespace fs = std::filesystem;
@@ -229,39 +230,17 @@ INSTANTIATE_TEST_SUITE_P(, StatusOfALocked, testing::Values(kConfDb, kTempDb),
                              return test.param == kConfDb ? "Configuration" : "State";
                          });
 
-const std::string kPauses = "/tmp/pauses";
-
-// The pauses of its main thread take no time, neither SQLite's nor those between the attempts, but
-// are told in a file. Its other threads are not traced.
-class DaemonWithoutPauses {
-  public:
-    // The tracer takes no signal. It ends with the daemon and hands over its status.
-    ~DaemonWithoutPauses() {
-        const std::string pid = read_file("/tmp/zondar_net_receiver.pid");
-        if (!pid.empty())
-            Daemon::deliver(std::stoi(pid), SIGTERM);
-        EXPECT_EQ(tracer_.wait(), 1);
-    }
-    DaemonWithoutPauses() = default;
-    DaemonWithoutPauses(const DaemonWithoutPauses&) = delete;
-    DaemonWithoutPauses& operator=(const DaemonWithoutPauses&) = delete;
-
-    [[nodiscard]] std::string err() const { return tracer_.err(); }
-
-  private:
-    Daemon tracer_{{
-        .launcher = {"strace", "-o", kPauses, "-e", "trace=clock_nanosleep,nanosleep", "-e",
-                     "inject=clock_nanosleep,nanosleep:retval=0"},
-        .prepare = leave_faults_to_the_program,
-    }};
-};
+// The pauses of the main thread take no time, neither SQLite's nor those between the attempts, but
+// are written down. Other threads are not traced.
+const std::vector<std::string> kWithoutPauses = {"-e", "trace=clock_nanosleep,nanosleep", "-e",
+                                                 "inject=clock_nanosleep,nanosleep:retval=0"};
 
 // The pauses that the main thread would have made, in milliseconds. Those below a second, which are
 // SQLite's, are added up as far as they follow each other.
 std::vector<long> pauses() {
     static const std::regex kPause("tv_sec=([0-9]+), tv_nsec=([0-9]+)");
     std::vector<long> pauses = {0};
-    std::istringstream calls(read_file(kPauses));
+    std::istringstream calls(TracedDaemon::calls());
     for (std::string call; std::getline(calls, call);) {
         std::smatch pause;
         if (!std::regex_search(call, pause, kPause))
@@ -278,7 +257,7 @@ std::vector<long> pauses() {
 // SQLite gives the other process five seconds, and each of the three attempts is followed by a
 // pause: 21 seconds at most for a statement.
 TEST_P(StatusOfALocked, DatabaseIsTriedThreeTimesForFiveSecondsEach) {
-    const DaemonWithoutPauses daemon;
+    const TracedDaemon daemon(kWithoutPauses);
     {
         const ForeignLock lock(GetParam());
         status();
@@ -474,7 +453,7 @@ class StatusOfUnreadable : public Status, public testing::WithParamInterface<Unr
 // Also when it could be read before, and for both commands.
 TEST_P(StatusOfUnreadable, DatabasesHoldsZerosUntilTheyCanBeRead) {
     run_elsewhere(kConfDb, kOneStreamSql);
-    const DaemonWithoutPauses daemon;
+    const TracedDaemon daemon(kWithoutPauses);
     std::string printed;
     for (int round = 0; round < 2; ++round) {
         SCOPED_TRACE(round);
