@@ -16,7 +16,7 @@ inline std::vector<std::string> with_standing_clock(const std::string& traced,
             "-e",
             "trace=" + traced,
             "-E",
-            "LD_PRELOAD=" ZONDAR_STANDING_CLOCK,
+            std::string("LD_PRELOAD=") + ZONDAR_STANDING_CLOCK,
             "-E",
             "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0:exitcode=99"};
 }
