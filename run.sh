@@ -7,10 +7,22 @@ cd "$(dirname "$(readlink -f "$0")")"
 
 readonly board=build/board tool=build/release/tools/zondarctl pause=5
 
-tools/install-dependencies run
-cmake --preset release > /dev/null
-cmake --build --preset release --target zondar_net_receiver zondarctl
-board/make "$board"
+# One at a time: another one would replace the databases under the running daemon. The lock is on the
+# board itself and ends with the last process that has its descriptor, however that ends; these are
+# this script and the daemon in its sandbox, no other child. An end takes a moment.
+mkdir -p "$board"
+exec 9< "$board"
+if ! flock --timeout 1 9; then
+    echo 'run.sh is running in this tree already; Ctrl-C in its terminal ends it.' >&2
+    exit 1
+fi
+
+{
+    tools/install-dependencies run
+    cmake --preset release > /dev/null
+    cmake --build --preset release --target zondar_net_receiver zondarctl
+    board/make "$board"
+} 9<&-
 
 # A user namespace of its own leaves it no right to set this machine's clock. A closed answer
 # connection must not end the daemon: supervisors start it with SIGPIPE ignored.
@@ -51,7 +63,7 @@ while true; do
         printf 'daemon | %s\n' "$line"
         if [[ -z $shown && $line == *': ready...' ]]; then
             shown=yes
-            show_status &
+            show_status 9<&- &
         fi
     done
     exec {lines}<&-
@@ -59,5 +71,5 @@ while true; do
     wait "$daemon" || status=$?
     daemon=
     echo "The daemon ended with status $status; starting it again in $pause s."
-    sleep "$pause"
+    sleep "$pause" 9<&-
 done

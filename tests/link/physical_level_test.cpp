@@ -233,6 +233,22 @@ TEST_F(PhysicalLevel, DumpsAFrameInCrc8ModeUnmasked) {
               "f0 d1 55 55 55 55 29 81 \n");
 }
 
+// All of it, to the last byte.
+TEST_F(PhysicalLevel, DumpsTheLongestFrame) {
+    nfisico_trace = true;
+    wire.incoming = joined({hex("A5 87 01 02 03 FF"), Bytes(255, 0x44), hex("B8 E7")});
+    std::string dump = "f0 d2 54 57 56 aa ";
+    for (int i = 0; i < 255; ++i)
+        dump += "11 ";
+    dump += "ed b2 \n";
+    const std::time_t before = std::time(nullptr);
+    const Printed printed = printed_by([this] { EXPECT_EQ(receive(), 1); });
+    EXPECT_THAT(without_time(printed.err, "\nRECIBIDO ", before),
+                testing::EndsWith("[DEBUG]recibir_mensaje_nfisico: Recibido (res: 1) : 263 bytes. "
+                                  "Datos: \nRECIBIDO NOW\n" +
+                                  dump));
+}
+
 // A record that was used before must not make the dump of a lone start byte look like CRC8 mode.
 TEST_F(PhysicalLevel, TracesATimeout) {
     nfisico_trace = true;

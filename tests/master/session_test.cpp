@@ -210,6 +210,45 @@ TEST(Session, TakesTheFirstFrameOfWhatComes) {
     }
 }
 
+// What has come from port 8001 and nobody has read yet.
+std::size_t unread_bytes() {
+    std::ifstream table("/proc/net/tcp");
+    std::size_t count = 0;
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream words(line);
+        std::string number;
+        std::string local;
+        std::string remote;
+        std::string state;
+        std::string queues;  // "sent:received"
+        words >> number >> local >> remote >> state >> queues;
+        if (remote.ends_with(":1F41"))
+            count += std::stoul(queues.substr(queues.find(':') + 1), nullptr, 16);
+    }
+    return count;
+}
+
+// 263 bytes are 520 on the wire when all that can be doubled is; they come as the network brings
+// them.
+TEST(Session, TakesTheLongestAnswerInAnyParts) {
+    const Bytes answer =
+        joined({hex("A5 04"), Bytes(6, 0xA5), hex("FF"), Bytes(510, 0xA5), hex("B3")});
+    for (const std::size_t part : {520U, 263U, 264U, 500U, 1U}) {
+        SCOPED_TRACE(part);
+        const Peer peer([&](const Peer::Accept& accept) {
+            const auto request = accept();
+            EXPECT_EQ(request->read_to_end(), kIdentify);
+            const auto collection = accept();
+            for (std::span<const std::uint8_t> rest = answer; !rest.empty();) {
+                collection->send(rest.first(std::min(part, rest.size())));
+                rest = rest.subspan(std::min(part, rest.size()));
+                EXPECT_TRUE(eventually([] { return unread_bytes() == 0; }));
+            }
+        });
+        EXPECT_EQ(outcome({.command = 4}, {.timeout = kForEver}), "255 bytes");
+    }
+}
+
 // Of a request that reads and of one that writes. The answers to the latter, which must be empty,
 // bear its command.
 TEST(Session, RepeatsWhatReadsAndNeverWhatWritesWhenTheAnswerIsNotOne) {

@@ -1,4 +1,5 @@
-// The two guards of the real daemon, with their real limits of 10 and 30 seconds.
+// The two guards of the real daemon, waited for. How long their limits are is held by
+// times_test.cpp.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -32,7 +33,6 @@ TEST_F(Guards, EndSilentlyWhenAScriptHangs) {
     EXPECT_THAT(end.log, ElementsAre(kStarted));
     EXPECT_EQ(end.out + end.err, "");
     EXPECT_GE(end.lived.count(), 10.0);
-    EXPECT_LE(end.lived.count(), 20.0);
 }
 
 TEST_F(Guards, EndSilentlyWhenADeviceScriptHangs) {
@@ -42,7 +42,6 @@ TEST_F(Guards, EndSilentlyWhenADeviceScriptHangs) {
     EXPECT_THAT(end.log, ElementsAre(kStarted));
     EXPECT_EQ(end.err, "");
     EXPECT_GE(end.lived.count(), 10.0);
-    EXPECT_LE(end.lived.count(), 20.0);
 }
 
 TEST_F(Guards, AllowASlowScript) {
@@ -68,7 +67,6 @@ void expect_end_in_spite_of(const std::string& frame, const std::string& trace) 
     EXPECT_EQ(log.lines().back(), kNothingCame);
     EXPECT_EQ(log.count(kNothingCame.text), 1);
     EXPECT_GE(lived.count(), 30.0);
-    EXPECT_LE(lived.count(), 40.0);
 }
 
 TEST_F(Guards, EndAfterSilence) {

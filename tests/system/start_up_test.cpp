@@ -1,6 +1,7 @@
 // The start of the real daemon: its log lines, the pid file, the databases, daemon mode, and what
 // its scripts get to see.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <sys/prctl.h>
@@ -496,6 +497,26 @@ TEST_F(StartUp, KeepsItsSocketFromItsScripts) {
     EXPECT_EQ(first.stop(SIGTERM), 1);
     const Daemon second;
     EXPECT_TRUE(log.wait_for(kReady.text, 2)) << second.err();
+}
+
+// Who connects meanwhile waits in the queue, and is answered when the device is known. A pipe holds
+// up the first look at it.
+TEST_F(StartUp, ListensBeforeItLooksAtItsDevice) {
+    const std::string model = "/quelt/conf/quelt_modelo";
+    fs::remove(model);
+    ASSERT_EQ(mkfifo(model.c_str(), 0600), 0);
+    const SyslogReader log;
+    const Daemon daemon;
+    send_request(hex("A5 04 00 00 00 00 FC"));
+    EXPECT_EQ(log.count(kReady.text), 0);
+    const int pipe = open(model.c_str(), O_WRONLY | O_CLOEXEC);
+    fs::remove(model);
+    write_file(model, "ZND2AV-T\n");
+    EXPECT_EQ(write(pipe, "ABC\n", 4), 4);
+    close(pipe);
+    // The model, the software's version, the name.
+    EXPECT_THAT(to_hex(collect_answer()),
+                testing::StartsWith("A5 04 00 00 00 30 41 42 43 02 04 5A 4E 44 32 41 56 2D 54 "));
 }
 
 TEST_F(StartUp, EndsWhenThePortIsTaken) {

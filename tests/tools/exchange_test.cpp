@@ -13,6 +13,7 @@
 #include "tests/support/database.h"
 #include "tests/support/frames.h"
 #include "tests/support/peer.h"
+#include "tests/support/standing_clock.h"
 #include "tests/support/wait.h"
 #include "tests/tools/running_daemon.h"
 #include "tests/tools/zondarctl.h"
@@ -444,6 +445,24 @@ TEST(AnswerThatIsNone, HasItsExitStatusAndOneLine) {
                 EXPECT_EQ(run.out, "");
             }
         }
+    }
+}
+
+// The answer has come whole; what is still waited for is the module's end of its connection, within
+// the time of the call. On a clock that stands.
+TEST(WholeAnswer, IsWaitedBehindFor200Milliseconds) {
+    const std::pair<const char*, const char*> cases[] = {{"5", "200"}, {"0.1", "100"}};
+    for (const auto& [timeout, farewell] : cases) {
+        const Peer peer([](const Peer::Accept& accept) {
+            const auto request = accept();
+            EXPECT_EQ(to_hex(request->read_to_end()), "A5 04 00 00 00 00 FC");
+            holds(frame(4, Bytes(48)))(accept, *accept());
+        });
+        Words words = with_standing_clock("poll", "/tmp/calls");
+        words = joined_words(words, {zondarctl_path(), "identify", "-t", timeout});
+        EXPECT_EQ(run_program(words).status, 0);
+        EXPECT_THAT(read_file("/tmp/calls"), HasSubstr(std::string(", events=POLLIN}], 1, ") +
+                                                       farewell + ") = 0 (Timeout)\n"));
     }
 }
 

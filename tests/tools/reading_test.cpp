@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <ctime>
 #include <regex>
@@ -702,6 +703,33 @@ TEST(Watch, OutlivesTheDaemonAndSumsUpAtCtrlC) {
     EXPECT_GE(losses, 2);
     EXPECT_THAT(lines_of(read_file("/tmp/watch.err")),
                 testing::Each(MatchesRegex("zondarctl: .+")));
+}
+
+// True as soon as a signal that was sent to a process has reached it.
+bool reached(int pid) {
+    return eventually([&] {
+        const std::string status = read_file("/proc/" + std::to_string(pid) + "/status");
+        return status.find("\nShdPnd:\t0000000000000000\n") != std::string::npos;
+    });
+}
+
+// The first one lets it finish what it asks, the second one does not wait for that.
+TEST(Watch, EndsAtTheSecondCtrlCWhateverItWaitsFor) {
+    std::atomic<bool> asked = false;
+    const Peer peer([&](const Peer::Accept& accept) {
+        const auto request = accept();
+        const auto collection = accept();
+        asked = true;
+        accept();
+    });
+    const ProgramRun run = run_program({zondarctl_path(), "watch", "-t", "20"}, "", [&](int pid) {
+        EXPECT_TRUE(eventually([&] { return asked.load(); }));
+        kill(pid, SIGINT);
+        EXPECT_TRUE(reached(pid));
+        kill(pid, SIGINT);
+    });
+    EXPECT_EQ(run.status, 1000 + SIGINT);
+    EXPECT_EQ(run.out, "");
 }
 
 TEST_F(Reading, SendsAnyRequest) {

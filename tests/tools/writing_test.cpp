@@ -22,6 +22,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::Not;
 
 using Json = nlohmann::ordered_json;
 using Words = std::vector<std::string>;
@@ -361,6 +362,21 @@ TEST(Set, TellsWhenItCouldNotReadBack) {
     EXPECT_EQ(json["data"], Json::parse(R"({"name": "Red.NID", "value": 7, "read_back": []})"));
 }
 
+// A value that goes to two places, and is right in none of them.
+TEST(Set, NamesTheFirstParameterThatIsNotAsItShouldBe) {
+    Bytes block(114);
+    block[0] = 1;
+    const Peer peer([&](const Peer::Accept& accept) {
+        answer_in_turn(accept, {frame(3, {}), frame(1, block), frame(1, block)});
+    });
+    const ProgramRun run = zondarctl({"set", "EntradaAV.1.Audio_Bitrate", "7"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out,
+              "EntradaAV.1.Audio_Bitrate  0  read back\n"
+              "RFOut.Cofdm_Off            0  read back\n");
+    EXPECT_EQ(run.err, "zondarctl: EntradaAV.1.Audio_Bitrate is 0 instead of 7\n");
+}
+
 // All that must not reach a module finds this one.
 class Untouched : public testing::Test {
   protected:
@@ -454,6 +470,22 @@ TEST_F(Untouched, ByWhatAScriptDidNotConfirm) {
     };
     for (const auto& [words, message] : cases)
         expect_usage_error(words, message);
+}
+
+// A question needs somebody who reads it and can answer.
+TEST_F(Untouched, WithoutATerminalToAskOn) {
+    const std::string refusal =
+        "zondarctl: this resets the module to its factory configuration: it needs --yes\n";
+    const std::string reset = zondarctl_path() + " reset-factory";
+    const ProgramRun unseen =
+        run_on_terminal({"/bin/sh", "-c", "exec " + reset + " 2> /tmp/err"}, "y\n");
+    EXPECT_EQ(unseen.status, 2);
+    EXPECT_THAT(unseen.out, Not(HasSubstr("Go on?")));
+    EXPECT_EQ(read_file("/tmp/err"), refusal);
+    const ProgramRun unasked =
+        run_on_terminal({"/bin/sh", "-c", "echo y | " + reset + "; exit $?"});
+    EXPECT_EQ(unasked.status, 2);
+    EXPECT_EQ(unasked.out, refusal.substr(0, refusal.size() - 1) + "\r\n");
 }
 
 TEST_F(Untouched, ByTimesAndDatesThatAreNone) {
@@ -728,6 +760,38 @@ TEST(Clock, IsSetWhenTheModuleShowsIt) {
         EXPECT_EQ(run.status, each.status);
         EXPECT_EQ(run.out, std::string(each.shows) + "\n");
         EXPECT_EQ(run.err.substr(0, run.err.find('\n')), "Tx: " + to_hex(frame(3, hex(each.sent))));
+    }
+}
+
+// A zone in which it is half past eleven at night now, with a summer time of a week that begins on
+// one of the days at eleven, so that its last hour is left out.
+std::string zone_without_this_hour(const char* summer) {
+    constexpr std::time_t kHour = 3600;
+    const std::time_t west = (std::time(nullptr) + kHour / 2) % (24 * kHour);
+    return "TZ=XXX" + std::to_string(west / kHour) + ":" + std::to_string(west / 60 % 60) + ":" +
+           std::to_string(west % 60) + "YYY," + summer;
+}
+
+// Whether a day is one is asked for its noon: not for an hour that a summer time leaves out, nor
+// for one before 1970 in the world's east.
+TEST(Clock, TakesADayOfWhichAnHourIsMissing) {
+    const struct {
+        std::string zone;
+        const char* date;
+    } cases[] = {
+        {zone_without_this_hour("M3.5.0/23,M4.1.0"), "29.03.2026"},
+        {zone_without_this_hour("M9.4.0/23,M10.1.0"), "27.09.2026"},
+        {"TZ=XXX-9", "01.01.1970"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.zone);
+        const Peer peer([&](const Peer::Accept& accept) {
+            answer_in_turn(accept, {frame(3, {}), clock_answer("01.01", each.date)});
+        });
+        const ProgramRun run =
+            run_program({"/usr/bin/env", each.zone, zondarctl_path(), "--yes", "date", each.date});
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.out, std::string(each.date) + "\n");
     }
 }
 
