@@ -1,18 +1,23 @@
 #include "app/signals.h"
 
 #include <syslog.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 #include "app/database_files.h"
 #include "params/databases.h"
 #include "processor/conf_log.h"
+#include "processor/end_put_off.h"
 
 volatile std::sig_atomic_t signal_in_progress = 0;
 
 namespace {
+
+std::optional<siginfo_t> cause;  // of the signal in progress
 
 struct Fault {
     int signal;
@@ -83,7 +88,7 @@ void on_late_end(int /*signal*/) {
 // Ends the process in a few seconds without taking a lock, whatever mask of signals it was started
 // with: what the handler calls may wait for ever for a lock of the very thread that it interrupts,
 // or for somebody who reads the log.
-void limit_the_end() {
+void limit_the_end(ucontext_t& interrupted) {
     struct sigaction action {};
     action.sa_handler = on_late_end;
     sigemptyset(&action.sa_mask);
@@ -92,23 +97,31 @@ void limit_the_end() {
     sigemptyset(&late);
     sigaddset(&late, SIGALRM);
     pthread_sigmask(SIG_UNBLOCK, &late, nullptr);
+    sigdelset(&interrupted.uc_sigmask, SIGALRM);  // when the handler comes back
     alarm(kLongestEnd_s);
 }
 
 // Calls what is not safe in a handler; accepted, since the process is ending anyway.
-void on_fatal_signal(int signal, siginfo_t* information, void* /*context*/) {
+void tell_and_end() {
+    const int signal = signal_in_progress;
+    syslog(LOG_LOCAL0 | LOG_CRIT, "Exiting due to signal %s.", strsignal(signal));
+    if (cause && names_an_address(signal)) {
+        // The address is decimal behind its "0x"; readers of the logs are used to it.
+        syslog(LOG_LOCAL0 | LOG_CRIT, "%s at address 0x%lu", fault_text(signal, cause->si_code),
+               reinterpret_cast<unsigned long>(cause->si_addr));
+    }
+    shut_down_and_exit(1);
+}
+
+// A fault of our own in the middle of a log line comes again and again, until the time is up.
+void on_fatal_signal(int signal, siginfo_t* information, void* context) {
     if (signal_in_progress != 0)
         return;
     signal_in_progress = signal;
-    limit_the_end();
-    syslog(LOG_LOCAL0 | LOG_CRIT, "Exiting due to signal %s.", strsignal(signal));
-    if (information != nullptr && names_an_address(signal)) {
-        // The address is decimal behind its "0x"; readers of the logs are used to it.
-        syslog(LOG_LOCAL0 | LOG_CRIT, "%s at address 0x%lu",
-               fault_text(signal, information->si_code),
-               reinterpret_cast<unsigned long>(information->si_addr));
-    }
-    shut_down_and_exit(1);
+    limit_the_end(*static_cast<ucontext_t*>(context));
+    if (information != nullptr)
+        cause = *information;
+    EndPutOff::run(tell_and_end);
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 #include <ctime>
 
 #include "link/mensaje.h"
+#include "processor/end_put_off.h"
 #include "processor/protocol_log.h"
 #include "processor/request.h"
-#include "processor/signals_held.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ constexpr int kTmMonths = 1;    // what tm_mon leaves out
 
 // In the zone that the system has now: localtime() reads it anew each time, localtime_r() once.
 std::tm local_now() {
-    const SignalsHeld held;
+    const EndPutOff end_put_off;
     const std::time_t now = std::time(nullptr);
     const std::tm* const local = std::localtime(&now);
     return local != nullptr ? *local : std::tm{};
@@ -32,7 +32,7 @@ std::tm local_now() {
 std::time_t moment_of(std::tm local) {
     // Whether it is summer is that day's own: otherwise the time of day moved by an hour.
     local.tm_isdst = -1;
-    const SignalsHeld held;
+    const EndPutOff end_put_off;
     return std::mktime(&local);
 }
 

@@ -10,8 +10,8 @@ struct mensaje;
 int get_clock(std::uint8_t* buffer);
 
 // Set hour and minute of today, the seconds to 0; set the day, at the same time of day. The value
-// is "HH.MM" or "DD.MM.YYYY" behind the sub-command. Its numbers are not checked: one out of range counts on
-// into the next days or months, one that cannot be read leaves the clock's own. A clock that cannot
-// be set is logged.
+// is "HH.MM" or "DD.MM.YYYY" behind the sub-command. Its numbers are not checked: one out of range
+// counts on into the next days or months, one that cannot be read leaves the clock's own. A clock
+// that cannot be set is logged.
 void set_clock_time(const mensaje& request, mensaje& answer);
 void set_clock_date(const mensaje& request, mensaje& answer);

@@ -4,12 +4,12 @@
 
 #include <cstdarg>
 
-#include "processor/signals_held.h"
+#include "processor/end_put_off.h"
 
 std::uint32_t conf_log = 0;
 
 void log_line(int priority, const char* format, ...) {
-    const SignalsHeld held;
+    const EndPutOff end_put_off;
     std::va_list arguments;
     va_start(arguments, format);
     vsyslog(priority, format, arguments);

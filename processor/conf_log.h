@@ -10,7 +10,8 @@ constexpr std::uint32_t kLogGeneral = 0x10;
 constexpr std::uint32_t kLogDatabases = 0x20;
 constexpr std::uint32_t kLogZondar = 0x40;
 
-// Writes a line to syslog. A signal that comes meanwhile waits until the line is out.
+// Writes a line to syslog. A fatal signal that comes meanwhile ends the process when the line is
+// out.
 [[gnu::format(printf, 2, 3)]] void log_line(int priority, const char* format, ...);
 
 // The same with `text` when one of the bits of `category` is set in conf_log.

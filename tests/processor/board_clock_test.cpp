@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "processor/conf_log.h"
+#include "processor/end_put_off.h"
 #include "tests/processor/marked_buffer.h"
 #include "tests/processor/own_log.h"
 #include "tests/processor/requests.h"
@@ -36,9 +37,12 @@ volatile std::sig_atomic_t in_the_time_zone = 0;
 volatile std::sig_atomic_t taken = 0;
 volatile std::sig_atomic_t taken_in_the_time_zone = 0;
 
+// As the handler of a fatal signal does.
 void take(int /*signal*/) {
-    taken = taken + 1;
-    taken_in_the_time_zone = taken_in_the_time_zone + in_the_time_zone;
+    EndPutOff::run([] {
+        taken = taken + 1;
+        taken_in_the_time_zone = taken_in_the_time_zone + in_the_time_zone;
+    });
 }
 
 void enter_the_time_zone() {

@@ -76,7 +76,7 @@ TEST_P(SignalWhileLogging, EndsTheDaemon) {
     GTEST_SKIP() << "the thread sanitizer delivers signals later, outside of the log";
 #endif
     SyslogReader log;
-    Daemon daemon({.options = {"-l", "64"}});
+    Daemon daemon({.options = {"-l", "96"}});
     ASSERT_TRUE(up(log));
     log.pause();
     const Connection master;
@@ -89,6 +89,7 @@ TEST_P(SignalWhileLogging, EndsTheDaemon) {
     log.go_on();
     EXPECT_EQ(daemon.wait(), 1);
     EXPECT_EQ(log.count("Exiting due to signal"), 1);
+    EXPECT_EQ(log.count("Se cierra quelt_listener"), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Signal, SignalWhileLogging,
