@@ -24,3 +24,14 @@ class Failure : public std::runtime_error {
   private:
     Stage stage_;
 };
+
+// The module gives answers that nobody asked for: behind an accept that failed it reads nothing,
+// and carries out again what it received before, one request for each connection. So nothing more
+// is asked of it.
+class Replay : public Failure {
+  public:
+    Replay()
+        : Failure(Stage::command,
+                  "the module carries out old requests again, one for each connection: its daemon "
+                  "must be restarted, not re-synchronised") {}
+};

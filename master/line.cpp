@@ -22,6 +22,9 @@ constexpr std::size_t kFlood = 4 * kMaxFrame;
 // For the module's end of a connection whose answer is complete.
 constexpr std::chrono::milliseconds kFarewell{200};
 
+// More left-over answers than a module that reads can have.
+constexpr unsigned kReplayed = 3;
+
 // Failed reads that end a reception: the module's time-out of 5000, a tenth of it and one.
 constexpr int kFailedReads = 501;
 
@@ -194,17 +197,21 @@ void Line::fill() {
     }
 }
 
-// The module was answering somebody else: it ends that, and finds the collecting connection empty.
+// The module was answering somebody else: it ends that, and finds the collecting connection empty,
+// unless it reads none.
 void Line::drain() {
     bool any = false;
     request_->read_to_end(deadline_, any);
     collection_->end_sending();
     collection_->read_to_end(deadline_, any);
+    left_over_ = any ? 2 : 1;
     end_ = End::left_over;
 }
 
-void resynchronise(const sockaddr_in& address, const Deadline& deadline) {
+void resynchronise(const sockaddr_in& address, const Deadline& deadline, unsigned& left_over) {
     for (int failed = 0; failed < kFailedReads; ++failed) {
+        if (left_over >= kReplayed)
+            throw Replay();
         Socket empty(address, deadline);
         empty.end_sending();
         bool any = false;
@@ -212,7 +219,9 @@ void resynchronise(const sockaddr_in& address, const Deadline& deadline) {
             throw Failure(Stage::answer,
                           "the module could not be re-synchronised in time: it is busy, or another "
                           "master holds it");
-        if (any)
+        if (any) {
+            ++left_over;
             failed = -1;  // a new reception begins behind an answer
+        }
     }
 }

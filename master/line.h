@@ -80,6 +80,8 @@ class Line : public Wire {
         flood,      // more came than an answer can hold
     };
     [[nodiscard]] End end() const { return end_; }
+    // How many connections collected an answer that somebody left.
+    [[nodiscard]] unsigned left_over() const { return left_over_; }
     // The module may have got something of the request.
     [[nodiscard]] bool connected() const { return request_.has_value(); }
     [[nodiscard]] const Bytes& sent() const { return sent_; }
@@ -96,10 +98,12 @@ class Line : public Wire {
     Bytes sent_;
     Bytes received_;
     std::size_t taken_ = 0;
+    unsigned left_over_ = 0;
     End end_ = End::open;
 };
 
 // Brings a module back to between two frames, whatever it was sent before: as many connections
 // without a byte as end a reception that was begun. What was left uncollected is collected on the
-// way. Throws a Failure.
-void resynchronise(const sockaddr_in& address, const Deadline& deadline);
+// way, and counted in `left_over`. A module that reads has one, or another one to a request whose
+// end came late; a third one makes this throw a Replay. Throws a Failure.
+void resynchronise(const sockaddr_in& address, const Deadline& deadline, unsigned& left_over);

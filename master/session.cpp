@@ -69,7 +69,8 @@ Session::Session(const Settings& settings)
       address_(address_of(settings.target)),
       lock_(address_, deadline_) {}
 
-// The failure that counts is the first one: later ones may only follow from it.
+// The failure that counts is the first one: later ones may only follow from it. But a replay is
+// what the others follow from.
 Bytes Session::ask(const Request& request) {
     std::exception_ptr first;
     for (unsigned attempt = 0;; ++attempt) {
@@ -77,6 +78,8 @@ Bytes Session::ask(const Request& request) {
             if (lock_.unsettled())
                 resync();
             return exchange(request);
+        } catch (const Replay&) {
+            throw;
         } catch (const Failure& failure) {
             if (first == nullptr)
                 first = std::current_exception();
@@ -89,7 +92,8 @@ Bytes Session::ask(const Request& request) {
 
 void Session::resync() {
     lock_.set_unsettled(true);
-    resynchronise(address_, deadline_);
+    resynchronise(address_, deadline_, left_over_);
+    left_over_ = 0;
     lock_.set_unsettled(false);
 }
 
@@ -112,6 +116,7 @@ Bytes Session::exchange(const Request& request) {
         throw;
     }
     tell(line);
+    left_over_ += line.left_over();
     check(result, answer, request, line);
     Bytes info(answer.info, answer.info + answer.longitud);
     const bool refused = request.command == kWriteCommand && answer.longitud == kRefusedLength;

@@ -43,4 +43,5 @@ class Session {
     Deadline deadline_;
     sockaddr_in address_;
     TargetLock lock_;
+    unsigned left_over_ = 0;  // answers to somebody else, since all was well
 };

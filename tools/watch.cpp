@@ -49,7 +49,7 @@ void mark_changes(Report& now, const Report& before) {
 
 }  // namespace
 
-// A loss ends nothing: the module may come back.
+// A loss ends nothing: the module may come back. But from one that replays nothing more is asked.
 Report watch(const Options& options, const WatchOptions& how,
              const std::function<void(const Report&, std::chrono::steady_clock::duration)>& show) {
     end_on_signals();
@@ -70,6 +70,8 @@ Report watch(const Options& options, const WatchOptions& how,
             const Report unmarked = now;
             mark_changes(now, before);
             before = unmarked;
+        } catch (const Replay&) {
+            throw;
         } catch (const Failure& failure) {
             now.fail(failure);
         }

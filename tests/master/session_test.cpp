@@ -671,6 +671,43 @@ TEST(Resync, BeginsAnewBehindAnAnswer) {
     EXPECT_EQ(connections, 3 + 501U);
 }
 
+// One behind two that were left is a module that reads.
+TEST(Resync, StopsAtTheThirdAnswerThatNobodyAskedFor) {
+    const struct {
+        std::size_t answers;
+        std::size_t connections;
+        const char* outcome;
+    } kCases[] = {
+        {2, 2 + 501, "0 bytes"},
+        {3, 3,
+         "command: the module carries out old requests again, one for each connection: its daemon "
+         "must be restarted, not re-synchronised"},
+    };
+    for (const auto& each : kCases) {
+        std::size_t connections = 0;
+        {
+            const Peer peer([&](const Peer::Accept& accept) {
+                while (const auto visitor = accept()) {
+                    if (++connections <= each.answers)
+                        visitor->send(kIdentification);
+                    else
+                        EXPECT_EQ(visitor->read_to_end(), Bytes());
+                }
+            });
+            Session session({});
+            EXPECT_EQ(outcome_of([&] { return session.resync(), Bytes(); }), each.outcome);
+            EXPECT_EQ(marked(), each.answers == 3);
+            // Nor is it asked anything afterwards.
+            if (each.answers == 3) {
+                EXPECT_EQ(outcome_of([&] { return session.ask(identification_request()); }),
+                          each.outcome);
+            }
+        }
+        EXPECT_EQ(connections, each.connections);
+        std::filesystem::remove(kLockFile);
+    }
+}
+
 TEST(Resync, EndsByItsDeadlineWithAPeerThatDoesNotClose) {
     for (const bool endless : {false, true}) {
         std::vector<std::unique_ptr<Peer::Visitor>> kept;

@@ -3,8 +3,11 @@ what the journal says, and the run of a table of cases."""
 
 import contextlib
 import functools
+import itertools
 import json
+import os
 import pathlib
+import resource
 import shutil
 import subprocess
 import sys
@@ -130,8 +133,8 @@ def clear() -> None:
             shutil.rmtree(path) if path.is_dir() else path.unlink()
     for name in (f"{UNIT}.service", f"{UNIT}-idle.service", f"{UNIT}-idle.timer"):
         write(UNITS / name, delivered(SYSTEMD / name))
-    tool = "libexec/free-idle-endpoint"
-    write(LIBEXEC / "free-idle-endpoint", delivered(PACKAGING / tool), 0o755)
+    for tool in (PACKAGING / "libexec").iterdir():
+        write(LIBEXEC / tool.name, delivered(tool), 0o755)
     run("systemctl", "daemon-reload")
 
 
@@ -236,6 +239,19 @@ def identified() -> None:
 def bad_frame() -> None:
     """One that fails its checksum, of which the daemon tells on standard error."""
     lab.send(bytes.fromhex("a5 04 00 00 00 00 00"))
+
+
+def lose_an_accept(pid: int) -> None:
+    """The descriptors that the daemon has are all that it may have: no further master is accepted."""
+    lab.end_of_empty_connection()
+    taken = {int(name) for name in os.listdir(f"/proc/{pid}/fd")}
+    room = next(number for number in itertools.count() if number not in taken)
+    resource.prlimit(pid, resource.RLIMIT_NOFILE, (room, room))
+    with contextlib.suppress(OSError):  # the daemon may end at once
+        lab.end_of_empty_connection()
+
+
+REPLAY_ENDED = "guard-replay: the daemon carries out old requests again: it is ended"
 
 
 def ignores_sigpipe(pid: int) -> bool:

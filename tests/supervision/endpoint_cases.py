@@ -167,6 +167,7 @@ def on_the_wire() -> None:
     clear()
     start()
     run("ip", "netns", "delete", "master", check=False)
+    run("ip", "link", "delete", "board", check=False)  # else gone only in a moment
     for command in (
         "ip netns add master",
         "ip link add board type veth peer name remote",

@@ -3,6 +3,7 @@
 import contextlib
 import os
 import pathlib
+import resource
 import shutil
 import signal
 import socket
@@ -12,8 +13,8 @@ from collections.abc import Iterator
 
 import lab
 from bench import (
-    OPTIONS, PACKAGING, Case, bad_frame, clear, delivered, equal, expect, hang, identified,
-    ignores_sigpipe, property_of, run, runs, serves, write,
+    OPTIONS, PACKAGING, REPLAY_ENDED, Case, bad_frame, clear, delivered, equal, expect, hang,
+    identified, ignores_sigpipe, lose_an_accept, property_of, run, runs, serves, write,
 )  # fmt: skip
 from service_cases import changed, gone
 
@@ -118,6 +119,22 @@ def its_end_ends_its_scripts() -> None:
         expect(not runs(script), "the script goes on")
 
 
+def comes_back_from_a_replay() -> None:
+    with supervised():
+        identified()
+        before = main_pid()
+        lose_an_accept(before)
+        expect(lab.wait_for(lambda: main_pid() not in (0, before)), "is not started again")
+        serves()
+        identified()
+        expect(REPLAY_ENDED in (LOG / "current").read_text(), "is not logged")
+
+
+def has_room_for_descriptors() -> None:
+    with supervised():
+        equal(resource.prlimit(main_pid(), resource.RLIMIT_NOFILE)[0], 1024)
+
+
 def keeps_its_streams() -> None:
     with supervised():
         pid = main_pid()
@@ -127,7 +144,7 @@ def keeps_its_streams() -> None:
         expect(ignores_sigpipe(pid), "SIGPIPE is not ignored")
 
 
-DAEMON = """/usr/sbin/zondar_net_receiver -p '' $OPTIONS "$CONFIG_DB" "$STATE_DB\""""
+CHPST = "exec chpst -P -o 1024 /usr/libexec/zondar-net-receiver/guard-replay \\"
 RUNIT_CASES = [
     Case("runit: starts, with its options", starts_and_serves,
          gone("[ ! -r /etc/default/zondar-net-receiver ] || . /etc/default/zondar-net-receiver")),
@@ -136,7 +153,11 @@ RUNIT_CASES = [
     Case("runit: comes back after SIGKILL", lambda: comes_back(9),
          gone("grep -q 'want down' supervise/stat || sleep 5")),
     Case("runit: a stop ends hanging scripts", stop_ends_all,
-         changed(f"exec chpst -P {DAEMON}", f"exec {DAEMON}")),
+         changed(CHPST, CHPST.replace("chpst -P -o 1024 ", ""))),
+    Case("runit: comes back when it carries out old requests again", comes_back_from_a_replay,
+         changed(CHPST, "exec chpst -P -o 1024 \\")),
+    Case("runit: has room for descriptors", has_room_for_descriptors,
+         changed(CHPST, CHPST.replace("-o 1024", "-o 512"))),
     Case("runit: a stop ends a daemon that hangs", stop_ends_a_deaf_daemon,
          gone("    [ \"$(cat supervise/group)\" != \"$group\" ] || kill -s KILL -- \"-$group\"")),
     Case("runit: its end ends its scripts", its_end_ends_its_scripts,

@@ -8,9 +8,9 @@ from collections.abc import Callable
 
 import lab
 from bench import (
-    NETWORK_SCRIPT, OPTIONS, SCRIPTS, SYSTEMD, UNIT, UNITS, Case, Spoiled, ask_for_network,
+    NETWORK_SCRIPT, OPTIONS, REPLAY_ENDED, SCRIPTS, SYSTEMD, UNIT, UNITS, Case, Spoiled, ask_for_network,
     bad_frame, clear, delivered, drop_in, equal, expect, hang, identified, ignores_sigpipe, journal,
-    logged, main_pid, make_strict, probe, property_of, restarts, run, run_in_service, runs, script,
+    logged, lose_an_accept, main_pid, make_strict, probe, property_of, restarts, run, run_in_service, runs, script,
     serves, start, unit_file, write,
 )  # fmt: skip
 
@@ -18,6 +18,11 @@ ERROR = "ENOANO"  # that filtered calls fail with in these tests, since nothing 
 FILTERED = f"SystemCallErrorNumber={ERROR}"
 FILTER = "SystemCallFilter=~@cpu-emulation @debug @obsolete @raw-io @swap"
 CLOCK = "SystemCallFilter=clock_settime clock_settime64"
+
+
+DAEMON = "/usr/sbin/zondar_net_receiver -p '' $OPTIONS ${CONFIG_DB} ${STATE_DB}"
+GUARDED = f"ExecStart=/usr/libexec/zondar-net-receiver/guard-replay {DAEMON}"
+UNGUARDED = f"ExecStart={DAEMON}"
 
 
 def gone(line: str) -> Spoiled:
@@ -212,6 +217,48 @@ def errors_are_in_the_journal() -> None:
     base()
     bad_frame()
     expect(logged("[ERROR]", PRIORITY="4"), f"not there: {journal()}")
+
+
+def errors_bear_its_name() -> None:
+    base()
+    bad_frame()
+    named = logged("[ERROR]", SYSLOG_IDENTIFIER="zondar_net_receiver")
+    expect(named, f"not there: {journal()}")
+
+
+def returns_from_a_replay(before: int) -> None:
+    lose_an_accept(before)
+    expect(lab.wait_for(lambda: main_pid() not in (0, before)), "is not started again")
+    serves()
+    identified()
+
+
+def comes_back_from_a_replay() -> None:
+    base()
+    identified()
+    returns_from_a_replay(main_pid())
+    expect(logged(REPLAY_ENDED, PRIORITY="4"), journal())
+
+
+def comes_back_from_an_unlogged_replay() -> None:
+    """In the strict profile, and behind a flood of other errors."""
+    strict()
+    before = main_pid()
+    try:
+        script(NETWORK_SCRIPT, "yes flood | head -n 20000 >&2")
+        ask_for_network()
+        returns_from_a_replay(before)
+        expect(not logged("accept error"), "the flood was too small")
+    finally:
+        run("systemctl", "restart", "systemd-journald")
+
+
+def has_room_for_descriptors() -> None:
+    """Also where the board's services have little."""
+    with unit_file("../system.conf.d/room.conf", "[Manager]", "DefaultLimitNOFILE=8:8"):
+        base()
+        limits = pathlib.Path(f"/proc/{main_pid()}/limits").read_text()
+    expect(re.search(r"^Max open files +1024 ", limits, re.MULTILINE) is not None, limits)
 
 
 def log_keeps_its_priorities() -> None:
@@ -471,8 +518,13 @@ BASE = [
     Case("takes the file as it is delivered", takes_the_file_as_delivered,
          gone(f"EnvironmentFile=-/etc/default/{UNIT}")),
     Case("writes no pid file", writes_no_pid_file,
-         changed("ExecStart=/usr/sbin/zondar_net_receiver -p '' $OPTIONS ${CONFIG_DB} ${STATE_DB}",
-                 "ExecStart=/usr/sbin/zondar_net_receiver $OPTIONS ${CONFIG_DB} ${STATE_DB}")),
+         changed(GUARDED, GUARDED.replace("-p '' ", ""))),
+    Case("comes back when it carries out old requests again", comes_back_from_a_replay,
+         changed(GUARDED, UNGUARDED)),
+    Case("has room for descriptors", has_room_for_descriptors,
+         gone("LimitNOFILE=1024:524288")),
+    Case("its errors bear its name", errors_bear_its_name,
+         gone("SyslogIdentifier=zondar_net_receiver")),
     Case("comes back after SIGTERM, which is no failure",
          lambda: comes_back(kill("TERM"), True), gone("SuccessExitStatus=1")),
     Case("comes back after a fault, which is none either",
@@ -558,6 +610,8 @@ STRICT = [
     Case("strict: shares its databases", shares_its_databases,
          changed("User=zondar", "User=nobody")),
     Case("strict: its journals suit the others", journal_files_suit_the_others, None),
+    Case("strict: comes back when it carries out old requests again, and the log is full",
+         comes_back_from_an_unlogged_replay, changed(GUARDED, UNGUARDED)),
     Case("strict: its log arrives", log_arrives_in_strict,
          changed("RestrictAddressFamilies=AF_UNIX AF_INET", "RestrictAddressFamilies=AF_INET")),
     Case("strict: tells of a video", tells_of_the_video, added("PrivateTmp=yes")),

@@ -13,6 +13,7 @@
 #include "tests/support/files.h"
 #include "tests/support/master.h"
 #include "tests/support/program.h"
+#include "tests/tools/replaying_daemon.h"
 #include "tests/tools/running_daemon.h"
 
 namespace {
@@ -110,6 +111,11 @@ TEST(OperatorsGuide, ExplainsWhyThereIsNoAnswer) {
     EXPECT_EQ(run_program(identify).status, 0);
     send_request(hex("A5 00 00 00 00 00 00"));  // nobody collects its answer
     expect_explained(run_program({ZONDARCTL, "raw", "4"}));
+}
+
+TEST(OperatorsGuide, ExplainsAnswersThatNobodyAskedFor) {
+    const ReplayingDaemon daemon(hex("A5 04 00 00 00 00 FC"));
+    expect_explained(run_program({ZONDARCTL, "identify"}));
 }
 
 // A manual page as it is read, and a help text: words only.

@@ -15,6 +15,7 @@
 #include "tests/support/peer.h"
 #include "tests/support/standing_clock.h"
 #include "tests/support/wait.h"
+#include "tests/tools/replaying_daemon.h"
 #include "tests/tools/running_daemon.h"
 #include "tests/tools/zondarctl.h"
 
@@ -579,6 +580,63 @@ TEST_F(Exchange, NeverTakesTheAnswerToSomebodyElse) {
     send_request(status_request);
     run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor = '1' WHERE nombre = 'alarma_ip'");
     EXPECT_EQ(json_of({"status"})["data"]["alarms"], Json::parse(R"(["alarma_in", "alarma_ip"])"));
+}
+
+const Bytes kWriteSeven = hex("A5 03 00 00 00 02 02 07 F2");
+constexpr char kReplays[] =
+    "the module carries out old requests again, one for each connection: its daemon must be "
+    "restarted, not re-synchronised";
+
+// Three connections are what it takes to tell, and each carries the write out again.
+TEST(ReplayingModule, IsLeftAloneBehindAFewAnswers) {
+    const struct {
+        Words words;
+        int status;
+        std::string out;
+        std::string err;
+    } cases[] = {
+        {{"resync", "-t", "60"}, 7, "", std::string("zondarctl: ") + kReplays + "\n"},
+        {{"identify", "-r", "100", "-t", "60"},
+         7,
+         "",
+         std::string("zondarctl: ") + kReplays + "\n"},
+        {{"status"}, 7, "", std::string("zondarctl: ") + kReplays + "\n"},
+        {{"watch", "-n", "0"}, 7, "", std::string("zondarctl: ") + kReplays + "\n"},
+        {{"check"},
+         2,
+         std::string("ZONDAR CRITICAL - ") + kReplays + "\n",
+         std::string("zondarctl: ") + kReplays + "\n"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(testing::PrintToString(each.words));
+        fs::remove(kLock);
+        ReplayingDaemon daemon(kWriteSeven);
+        run_elsewhere(kConfDb, "UPDATE EntradaAV SET Brillo = 51 WHERE rowid = 0");
+        const ProgramRun run = zondarctl(each.words);
+        EXPECT_EQ(run.status, each.status);
+        EXPECT_EQ(run.out, each.out);
+        EXPECT_EQ(run.err, each.err);
+        EXPECT_EQ(daemon.connections(), 3);
+        EXPECT_TRUE(daemon.carried_out_again(1 + 3));
+        EXPECT_EQ(Database(kConfDb).value("SELECT Brillo FROM EntradaAV WHERE rowid = 0"), "7");
+        // The next call knows that the last one did not end well.
+        EXPECT_EQ(
+            json_of({"status"}, 7)["error"],
+            Json::parse(std::string(R"({"stage": "command", "message": ")") + kReplays + "\"}"));
+        EXPECT_EQ(daemon.connections(), 3 + 3);
+    }
+}
+
+TEST(ReplayingModule, GetsNoWriteTwice) {
+    fs::remove(kLock);
+    ReplayingDaemon daemon(kWriteSeven);
+    EXPECT_EQ(zondarctl({"set", "EntradaAV.0.Contraste", "9"}).err,
+              "zondarctl: the module was waiting to answer somebody else; it did not take this "
+              "request\n");
+    EXPECT_EQ(daemon.connections(), 2);
+    EXPECT_EQ(zondarctl({"set", "EntradaAV.0.Contraste", "9"}).err,
+              std::string("zondarctl: ") + kReplays + "\n");
+    EXPECT_EQ(daemon.connections(), 2 + 3);
 }
 
 class HeldLock {
