@@ -8,10 +8,9 @@ cd "$(dirname "$(readlink -f "$0")")"
 readonly board=build/board tool=build/release/tools/zondarctl pause=5
 
 # One at a time: another one would replace the databases under the running daemon. The lock is on the
-# board itself and ends with the last process that has its descriptor, however that ends; these are
+# tree itself and ends with the last process that has its descriptor, however that ends; these are
 # this script and the daemon in its sandbox, no other child. An end takes a moment.
-mkdir -p "$board"
-exec 9< "$board"
+exec 9< .
 if ! flock --timeout 1 9; then
     echo 'run.sh is running in this tree already; Ctrl-C in its terminal ends it.' >&2
     exit 1

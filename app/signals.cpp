@@ -97,7 +97,7 @@ void limit_the_end(ucontext_t& interrupted) {
     sigemptyset(&late);
     sigaddset(&late, SIGALRM);
     pthread_sigmask(SIG_UNBLOCK, &late, nullptr);
-    sigdelset(&interrupted.uc_sigmask, SIGALRM);  // when the handler comes back
+    sigdelset(&interrupted.uc_sigmask, SIGALRM);  // also behind an end that is put off
     alarm(kLongestEnd_s);
 }
 

@@ -1,7 +1,7 @@
 // The program's operator new and delete: small blocks are kept for the next one that is as small.
 // A select makes and frees a value and a text for every column of a row; the general allocator
 // keeps only seven of a size at hand, and merges and splits the others each time. What is more than
-// a few rows need goes back to the system.
+// any select of a sound board needs goes back to the system.
 #include <malloc.h>
 
 #include <cstddef>

@@ -13,8 +13,9 @@ OnlyRow<queltdb::tPIDsSalida> stream_of(e_serv_type type, int service) {
                                          static_cast<int>(type));
 }
 
-// A state that is not off is read again and the second reading ignored, deliberately: it shows in
-// how long a write waits for a locked database, and in how often it tells of that.
+// A state that is not off is read again and the second reading ignored, deliberately: how long such
+// a write waits for a locked database, and how often it says so, is what masters and log readers
+// know.
 bool is_off(e_serv_type type, int service) {
     if (get_service_state(type, service) == kOff)
         return true;

@@ -12,11 +12,11 @@ class EndPutOff {
   public:
     using End = void (*)();
 
-    EndPutOff() { lives_ = lives_ + 1; }
+    EndPutOff() { depth_ = depth_ + 1; }
     ~EndPutOff() {
-        lives_ = lives_ - 1;
+        depth_ = depth_ - 1;
         const End end = end_;
-        if (lives_ != 0 || end == nullptr)
+        if (depth_ != 0 || end == nullptr)
             return;
         end_ = nullptr;  // it logs, too
         end();
@@ -26,13 +26,13 @@ class EndPutOff {
 
     // For the handler: runs `end` now, or when no object of this thread is left.
     static void run(End end) {
-        if (lives_ == 0)
+        if (depth_ == 0)
             end();
         else
             end_ = end;
     }
 
   private:
-    static inline constinit thread_local volatile std::sig_atomic_t lives_ = 0;
+    static inline constinit thread_local volatile std::sig_atomic_t depth_ = 0;
     static inline constinit thread_local volatile End end_ = nullptr;
 };

@@ -78,9 +78,10 @@ struct Readings {
     std::array<std::optional<std::uint32_t>, BN_SEL_4 + 1> null_packets;
     std::optional<std::uint32_t> played_bitrate;
 };
-constinit Readings readings;  // of the answer that is being made
+// Of the answer that is being made; the functions of the tables below are given nothing.
+constinit Readings readings;
 
-std::uint32_t state(State state) {
+std::uint32_t reading_of(State state) {
     std::optional<std::uint32_t>& value = readings.states[state];
     if (!value)
         value = static_cast<std::uint32_t>(
@@ -102,7 +103,7 @@ std::uint32_t bits(std::uint32_t value, unsigned first, unsigned count) {
 // Bits 10, 11, 14 and 15 have their places, although a binary value keeps 8 bits: they are sent as
 // 0.
 std::uint32_t input_sync() {
-    const std::uint32_t sync = state(kInputSync);
+    const std::uint32_t sync = reading_of(kInputSync);
     return bits(sync, 0, 4) | bits(sync, 14, 2) << 4U | bits(sync, 10, 2) << 6U;
 }
 
@@ -111,7 +112,7 @@ std::uint32_t alarms() {
     constexpr State kAlarms[] = {kAlarmHw, kAlarmIn, kAlarmCod, kAlarmSi, kAlarmMod, kAlarmIp};
     std::uint32_t value = 0;
     for (unsigned i = 0; i < std::size(kAlarms); ++i)
-        value |= bits(state(kAlarms[i]), 0, 1) << i;
+        value |= bits(reading_of(kAlarms[i]), 0, 1) << i;
     return value;
 }
 
@@ -123,7 +124,7 @@ std::uint32_t null_level() {
 }
 
 bool player_active() {
-    return state(kPlayer) == 1;
+    return reading_of(kPlayer) == 1;
 }
 
 // How many encoded streams there are; the player counts for two.
@@ -146,11 +147,11 @@ std::uint32_t net_bitrate() {
 }
 
 std::uint32_t ip_0() {
-    return state(kIp0);
+    return reading_of(kIp0);
 }
 
 std::uint32_t ip_1() {
-    return state(kIp1);
+    return reading_of(kIp1);
 }
 
 // What the played file adds; only that it is there counts.
@@ -162,21 +163,21 @@ std::uint32_t played_bitrate() {
 }
 
 constexpr Field kStatus[] = {
-    {0, 1, input_sync},                                     //
-    {1, 1, alarms},                                         //
-    {2, 4},                                                 //
-    {6, 1, [] { return bits(state(kOutputSync), 0, 1); }},  //
-    {7, 1, [] { return bits(state(kTvSystem), 0, 8); }},    //
-    {8, 1, [] { return bits(state(kTvSystem), 16, 8); }},   //
-    {9, 1, [] { return bits(state(kHdmi), 16, 8); }},       //
-    {10, 1, [] { return bits(state(kHdsdi), 16, 8); }},     //
-    {11, 1, [] { return 3U; }},                             //
-    {12, 1, [] { return 3U; }},                             //
-    {13, 1, [] { return bits(state(kHdmi), 24, 8); }},      //
-    {14, 1, [] { return bits(state(kHdsdi), 24, 8); }},     //
-    {15, 1, null_level},                                    //
-    {kBitrates, kBitratesEnd - kBitrates},                  // one of the layouts below
-    {27, 1, [] { return bits(state(kPlayer), 0, 8); }},     //
+    {0, 1, input_sync},                                          //
+    {1, 1, alarms},                                              //
+    {2, 4},                                                      //
+    {6, 1, [] { return bits(reading_of(kOutputSync), 0, 1); }},  //
+    {7, 1, [] { return bits(reading_of(kTvSystem), 0, 8); }},    //
+    {8, 1, [] { return bits(reading_of(kTvSystem), 16, 8); }},   //
+    {9, 1, [] { return bits(reading_of(kHdmi), 16, 8); }},       //
+    {10, 1, [] { return bits(reading_of(kHdsdi), 16, 8); }},     //
+    {11, 1, [] { return 3U; }},                                  //
+    {12, 1, [] { return 3U; }},                                  //
+    {13, 1, [] { return bits(reading_of(kHdmi), 24, 8); }},      //
+    {14, 1, [] { return bits(reading_of(kHdsdi), 24, 8); }},     //
+    {15, 1, null_level},                                         //
+    {kBitrates, kBitratesEnd - kBitrates},                       // one of the layouts below
+    {27, 1, [] { return bits(reading_of(kPlayer), 0, 8); }},     //
 };
 static_assert(gapless(kStatus, 0, kLength));
 
