@@ -112,12 +112,19 @@ TEST_F(Surroundings, LeaveScriptsWithoutTheirOutput) {
     EXPECT_FALSE(fs::exists("/tmp/rebuilt"));
 }
 
+// Ends the log, and lets the lines of an exchange fail.
+void lose(std::unique_ptr<SyslogReader>& log) {
+    exchange(kIdentify);
+    ASSERT_TRUE(log->wait_for("Waiting for zondar message", 2));
+    log.reset();
+    exchange(kIdentify);
+}
+
 // Once the log is gone, the next connection has its number.
 TEST_F(Surroundings, ShowAMasterWhatIsPrinted) {
     auto log = std::make_unique<SyslogReader>();
     const Daemon daemon(without({1}));
-    exchange(kIdentify);
-    log.reset();
+    ASSERT_NO_FATAL_FAILURE(lose(log));
     const Connection request;
     request.send(kBrightness);
     request.end_sending();
@@ -130,8 +137,7 @@ TEST_F(Surroundings, ShowAMasterWhatIsPrinted) {
 TEST_F(Surroundings, LoseARequest) {
     auto log = std::make_unique<SyslogReader>();
     const Daemon daemon(without({0}));
-    exchange(kIdentify);
-    log.reset();
+    ASSERT_NO_FATAL_FAILURE(lose(log));
     send_request(kBrightness);
     {
         const Connection collection;
