@@ -23,6 +23,7 @@
 #include "processor/countries.h"
 #include "processor/subcommands.h"
 #include "tests/processor/requests.h"
+#include "tests/support/board_clock.h"
 #include "tests/support/bytes.h"
 #include "tests/support/contents.h"
 #include "tests/support/daemon.h"
@@ -302,7 +303,9 @@ struct Block {
     std::uint8_t command;
 };
 
+// Between two answers the clock must not change anything.
 TEST(ProtocolDocument, NamesTheColumnsThatTheBlocksShow) {
+    clock_shows(0);
     const Block kBlocks[] = {
         {"Block 1", {1}, 1},
         {"Block 2", {2}, 1},
