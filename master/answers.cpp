@@ -131,9 +131,12 @@ Items items_at(std::span<const Place> places, Info info) {
 Items items_at(std::span<const Field> fields, Info info) {
     Items items;
     for (const Field& field : fields) {
-        if (std::holds_alternative<Filled>(field.source) && field.position <= info.size())
-            std::ranges::move(items_at(kClock, info.subspan(field.position)),
-                              std::back_inserter(items));
+        // The clock: an answer that breaks off behind the time tells that.
+        if (std::holds_alternative<Filled>(field.source)) {
+            const std::size_t first = std::min<std::size_t>(field.position, info.size());
+            std::ranges::move(items_at(kClock, info.subspan(first)), std::back_inserter(items));
+            continue;
+        }
         if (std::size_t{field.position} + field.width > info.size())
             continue;
         const Info bytes = info.subspan(field.position, field.width);

@@ -1,10 +1,10 @@
 #include "processor/region.h"
 
-#include <array>
 #include <cstddef>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "link/mensaje.h"
 #include "params/ConfiguracionGen.h"
@@ -26,10 +26,9 @@ constexpr unsigned kTwoLettersSize = 3;
 // Longer than any name in a request: what is cut to it equals none of them.
 constexpr std::size_t kAnyCountrySize = sizeof(mensaje);
 
-template <std::size_t Size = kCountrySize>
-std::string stored_country() {
-    std::array<std::uint8_t, Size> text{};
-    getstr_ConfiguracionGen(CGS_COUNTRY, text.data(), static_cast<int>(text.size()));
+std::string stored_country(std::size_t size = kCountrySize) {
+    std::vector<std::uint8_t> text(size);
+    getstr_ConfiguracionGen(CGS_COUNTRY, text.data(), static_cast<int>(size));
     return reinterpret_cast<const char*>(text.data());
 }
 
@@ -88,7 +87,7 @@ int set_output_frequency(int frequency) {
 
 void change_country(std::string_view name) {
     // Whole, since another process may have stored more than fits here.
-    const std::string before = stored_country<kAnyCountrySize>();
+    const std::string before = stored_country(kAnyCountrySize);
     if (name == before)
         return;
     const Country& country = find_country(name);

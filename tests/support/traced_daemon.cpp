@@ -36,6 +36,6 @@ std::string TracedDaemon::calls() {
 }
 
 std::vector<std::string> without_pauses() {
-    return {"-f", "-e", "trace=clock_nanosleep,nanosleep", "-e",
+    return {"-e", "trace=clock_nanosleep,nanosleep", "-e",
             "inject=clock_nanosleep,nanosleep:retval=0"};
 }

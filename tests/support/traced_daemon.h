@@ -27,5 +27,6 @@ class TracedDaemon {
     bool stopped_ = false;
 };
 
-// strace's words for pauses that take no time, SQLite's and those between attempts.
+// strace's words for pauses of the main thread that take no time, SQLite's and those between
+// attempts. The watchdog keeps its own.
 std::vector<std::string> without_pauses();

@@ -19,6 +19,7 @@
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
 #include "tests/support/master.h"
+#include "tests/support/traced_daemon.h"
 #include "tests/support/wait.h"
 #include "tests/system/program_end.h"
 
@@ -81,13 +82,19 @@ INSTANTIATE_TEST_SUITE_P(Thread, LateEndOf,
                                          Held{"WhoseHandlerMeetsAFault", "f"}),
                          [](const auto& instance) { return std::string(instance.param.name); });
 
-void stop_reading(SyslogReader& log, const Daemon& daemon) {
+// The daemon stands in the log when the signal comes, and nobody reads that any more.
+void expect_an_end_beside_a_full_log(SyslogReader& log, Daemon& daemon) {
     log.pause();
-    const Connection master;
-    ASSERT_TRUE(eventually([&] {
-        master.send(kUnsupported);
-        return stands_in(daemon, SYS_sendto);
-    }));
+    {
+        const Connection master;
+        EXPECT_TRUE(eventually([&] {
+            master.send(kUnsupported);
+            return stands_in(daemon, SYS_sendto);
+        }));
+    }
+    EXPECT_EQ(daemon.stop(SIGTERM), 1);
+    log.go_on();
+    expect_sound_databases();
 }
 
 // Also under a supervisor that blocks the signal by which the end is limited.
@@ -102,11 +109,7 @@ TEST_F(LateEnd, WhileNobodyReadsTheLog) {
                            sigprocmask(blocked ? SIG_BLOCK : SIG_UNBLOCK, &alarm, nullptr);
                        }});
         ASSERT_TRUE(up(log));
-        ASSERT_NO_FATAL_FAILURE(stop_reading(log, daemon));
-        Daemon::deliver(daemon.pid(), SIGTERM);
-        EXPECT_EQ(daemon.wait(), 1);
-        log.go_on();
-        expect_sound_databases();
+        expect_an_end_beside_a_full_log(log, daemon);
     }
 }
 
@@ -120,11 +123,7 @@ TEST_F(LateEnd, WhileNobodyReadsTheLogAndTheWatchdogIsThrough) {
     ASSERT_TRUE(eventually(
         [&] { return std::distance(std::filesystem::directory_iterator(threads), {}) == 1; },
         std::chrono::seconds(60)));
-    ASSERT_NO_FATAL_FAILURE(stop_reading(log, daemon));
-    Daemon::deliver(daemon.pid(), SIGTERM);
-    EXPECT_EQ(daemon.wait(), 1);
-    log.go_on();
-    expect_sound_databases();
+    expect_an_end_beside_a_full_log(log, daemon);
 }
 
 TEST_F(LateEnd, WhileNobodyReadsWhatItPrinted) {
@@ -143,8 +142,7 @@ TEST_F(LateEnd, WhileNobodyReadsWhatItPrinted) {
     }
     send_request(kStatus);
     ASSERT_TRUE(eventually([&] { return stands_in(daemon, SYS_write); }));
-    Daemon::deliver(daemon.pid(), SIGTERM);
-    EXPECT_EQ(daemon.wait(), 1);
+    EXPECT_EQ(daemon.stop(SIGTERM), 1);
     EXPECT_EQ(log.count("Exiting due to signal Terminated."), 1);
     expect_sound_databases();
     close(output[0]);
@@ -154,13 +152,10 @@ TEST_F(LateEnd, WhileNobodyReadsWhatItPrinted) {
 // Before anything that may wait, and not before there is a signal.
 TEST_F(LateEnd, IsLimitedToThreeSecondsByTheFirstCallsOfTheHandler) {
     const SyslogReader log;
-    Daemon tracer({.launcher = {"strace", "-o", "/tmp/calls", "-s", "200", "-e",
-                                "trace=alarm,setitimer,rt_sigaction,rt_sigprocmask,sendto"},
-                   .prepare = leave_faults_to_the_program});
+    TracedDaemon daemon({"-s", "200", "-e", "trace=alarm,rt_sigaction,rt_sigprocmask,sendto"});
     ASSERT_TRUE(up(log));
-    Daemon::deliver(std::stoi(read_file("/tmp/zondar_net_receiver.pid")), SIGTERM);
-    EXPECT_EQ(tracer.wait(), 1);
-    const std::string calls = read_file("/tmp/calls");
+    daemon.stop();
+    const std::string calls = TracedDaemon::calls();
     const std::size_t signal = calls.find("--- SIGTERM");
     ASSERT_NE(signal, std::string::npos);
     EXPECT_EQ(calls.find("SIGALRM"), calls.find("SIGALRM", signal));

@@ -17,6 +17,7 @@
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
 #include "tests/support/master.h"
+#include "tests/support/traced_daemon.h"
 #include "tests/support/wait.h"
 #include "tests/system/program_end.h"
 
@@ -115,15 +116,12 @@ INSTANTIATE_TEST_SUITE_P(Signal, SignalWhileLogging,
 // the allocator's lock for ever. perror calls dup when it would make a stream of its own.
 TEST_F(SystemSignals, EndADaemonThatTellsOfErrors) {
     const SyslogReader log;
-    Daemon tracer({.launcher = {"strace", "-o", "/tmp/calls", "-e", "trace=accept4,dup", "-e",
-                                "inject=accept4:error=EMFILE:when=1"},
-                   .prepare = leave_faults_to_the_program});
+    TracedDaemon daemon({"-e", "trace=accept4,dup", "-e", "inject=accept4:error=EMFILE:when=1"});
     ASSERT_TRUE(up(log));
     ASSERT_TRUE(eventually(
-        [&] { return tracer.err().find("read: Bad file descriptor\n") != std::string::npos; }));
-    Daemon::deliver(std::stoi(read_file("/tmp/zondar_net_receiver.pid")), SIGTERM);
-    EXPECT_EQ(tracer.wait(), 1);
-    EXPECT_THAT(read_file("/tmp/calls"), Not(HasSubstr("dup(")));
+        [&] { return daemon.err().find("read: Bad file descriptor\n") != std::string::npos; }));
+    daemon.stop();
+    EXPECT_THAT(TracedDaemon::calls(), Not(HasSubstr("dup(")));
 }
 
 // The log is closed before it, so it comes under the program's own name.

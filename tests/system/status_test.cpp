@@ -230,11 +230,6 @@ INSTANTIATE_TEST_SUITE_P(, StatusOfALocked, testing::Values(kConfDb, kTempDb),
                              return test.param == kConfDb ? "Configuration" : "State";
                          });
 
-// The pauses of the main thread take no time, neither SQLite's nor those between the attempts, but
-// are written down. Other threads are not traced.
-const std::vector<std::string> kWithoutPauses = {"-e", "trace=clock_nanosleep,nanosleep", "-e",
-                                                 "inject=clock_nanosleep,nanosleep:retval=0"};
-
 // The pauses that the main thread would have made, in milliseconds. Those below a second, which are
 // SQLite's, are added up as far as they follow each other.
 std::vector<long> pauses() {
@@ -257,7 +252,7 @@ std::vector<long> pauses() {
 // SQLite gives the other process five seconds, and each of the three attempts is followed by a
 // pause: 21 seconds at most for a statement.
 TEST_P(StatusOfALocked, DatabaseIsTriedThreeTimesForFiveSecondsEach) {
-    const TracedDaemon daemon(kWithoutPauses);
+    const TracedDaemon daemon(without_pauses());
     {
         const ForeignLock lock(GetParam());
         status();
@@ -453,7 +448,7 @@ class StatusOfUnreadable : public Status, public testing::WithParamInterface<Unr
 // Also when it could be read before, and for both commands.
 TEST_P(StatusOfUnreadable, DatabasesHoldsZerosUntilTheyCanBeRead) {
     run_elsewhere(kConfDb, kOneStreamSql);
-    const TracedDaemon daemon(kWithoutPauses);
+    const TracedDaemon daemon(without_pauses());
     std::string printed;
     for (int round = 0; round < 2; ++round) {
         SCOPED_TRACE(round);

@@ -1,16 +1,15 @@
 // The daemon's times, as its system calls ask for them: exact, however busy the machine is.
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <regex>
 #include <sstream>
 #include <string>
 
 #include "tests/support/bytes.h"
-#include "tests/support/faults.h"
 #include "tests/support/files.h"
 #include "tests/support/master.h"
 #include "tests/support/standing_clock.h"
+#include "tests/support/traced_daemon.h"
 #include "tests/support/wait.h"
 #include "tests/system/program_end.h"
 
@@ -28,13 +27,12 @@ class Times : public testing::Test {
     Times() { make_board(); }
 };
 
-// The connections that a thread accepts, each an "a", and its pauses, each its nanoseconds; not
-// those of 10 us between two attempts to read.
-std::string accepts_and_pauses(pid_t thread) {
-    const std::regex call_of_it("^" + std::to_string(thread) +
-                                " +(?:accept4\\(|clock_nanosleep\\(.*tv_nsec=([0-9]+)\\}, )");
+// The connections that the main thread accepts, each an "a", and its pauses, each its nanoseconds;
+// not those of 10 us between two attempts to read.
+std::string accepts_and_pauses() {
+    const std::regex call_of_it("^(?:accept4\\(|clock_nanosleep\\(.*tv_nsec=([0-9]+)\\}, )");
     std::string made;
-    std::istringstream calls(read_file(kCalls));
+    std::istringstream calls(TracedDaemon::calls());
     for (std::string line; std::getline(calls, line);) {
         std::smatch call;
         if (!std::regex_search(line, call, call_of_it))
@@ -47,23 +45,17 @@ std::string accepts_and_pauses(pid_t thread) {
     return made;
 }
 
-// Of an answer, of none, and of a request that is dropped.
+// One with an answer, one without, and one whose request is dropped.
 TEST_F(Times, EachCycleIsFollowedByAPauseOf10Milliseconds) {
-    Daemon tracer(
-        {.launcher = {"strace", "-f", "-o", kCalls, "-e", "trace=accept4,clock_nanosleep"},
-         .prepare = leave_faults_to_the_program});
+    const TracedDaemon daemon({"-e", "trace=accept4,clock_nanosleep"});
     exchange(hex("A5 04 00 00 00 00 FC"));
     exchange(hex("A5 00 00 00 00 00 00"));
     send_request(hex("A5 05 00 00 00 00 FB"));
     send_request(hex("A5 04 00 00 00 00 FD"));
     exchange(hex("A5 04 00 00 00 00 FC"));
-    const pid_t daemon = std::stoi(read_file("/tmp/zondar_net_receiver.pid"));
     const std::string expected = "aa 10000000 aa 10000000 a 10000000 a 10000000 aa 10000000 a";
-    eventually([&] { return accepts_and_pauses(daemon) == expected; });
-    EXPECT_EQ(accepts_and_pauses(daemon), expected);
-    // strace takes no signal; it ends with the daemon and hands over its status.
-    Daemon::deliver(daemon, SIGTERM);
-    EXPECT_EQ(tracer.wait(), 1);
+    eventually([&] { return accepts_and_pauses() == expected; });
+    EXPECT_EQ(accepts_and_pauses(), expected);
 }
 
 // On a clock that stands, at 2'000'000'000.75, and is at the watchdog's limit at once.
