@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")"
 
-readonly board=build/board tool=build/release/tools/zondarctl pause=5
+readonly board=build/board tool=build/release/zondarctl/zondarctl pause=5
 
 # One at a time: another one would replace the databases under the running daemon. The lock is on the
 # tree itself and ends with the last process that has its descriptor, however that ends; these are

@@ -14,6 +14,8 @@
 #include "master/frame.h"
 #include "master/parameters.h"
 
+namespace master {
+
 namespace {
 
 using Info = std::span<const std::uint8_t>;
@@ -153,3 +155,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         rest = rest.subspan(take_frame(rest));
     return 0;
 }
+
+}  // namespace master

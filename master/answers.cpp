@@ -14,6 +14,8 @@
 #include "processor/parameter_names.h"
 #include "processor/slaves.h"
 
+namespace master {
+
 namespace {
 
 using Kind = Place::Kind;
@@ -278,3 +280,5 @@ Meaning meaning_of(const mensaje& frame) {
             return {fmt::format("unknown command {}", frame.comando), {}};
     }
 }
+
+}  // namespace master

@@ -12,6 +12,8 @@
 #include "master/bytes.h"
 #include "processor/answer_block.h"
 
+namespace master {
+
 struct Item {
     std::string name;  // "software", or a parameter's name
     // Texts are bytes as the module has them, in whatever encoding.
@@ -60,3 +62,5 @@ struct Meaning {
     Items items;
 };
 Meaning meaning_of(const mensaje& frame);
+
+}  // namespace master

@@ -6,6 +6,8 @@
 #include <cctype>
 #include <charconv>
 
+namespace master {
+
 std::string hex_digits(std::span<const std::uint8_t> bytes) {
     return fmt::format("{:02X}", fmt::join(bytes.begin(), bytes.end(), " "));
 }
@@ -38,3 +40,5 @@ std::optional<std::uint32_t> to_number(std::string_view text) {
         return std::nullopt;
     return read.ec == std::errc() ? number : UINT32_MAX;
 }
+
+}  // namespace master

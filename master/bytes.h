@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace master {
+
 using Bytes = std::vector<std::uint8_t>;
 
 // "A5 04 00".
@@ -20,3 +22,5 @@ std::optional<Bytes> from_hex(std::string_view text);
 // Decimal, or hexadecimal behind 0x; the largest number for any that is larger, nothing for what is
 // none.
 std::optional<std::uint32_t> to_number(std::string_view text);
+
+}  // namespace master

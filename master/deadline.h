@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <chrono>
 
+namespace master {
+
 class Deadline {
   public:
     explicit Deadline(std::chrono::milliseconds from_now)
@@ -23,3 +25,5 @@ class Deadline {
   private:
     std::chrono::steady_clock::time_point end_;
 };
+
+}  // namespace master

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace master {
+
 enum class Stage : std::uint8_t {
     lock,      // another program asks this module, for longer than the call may take
     connect,   // no connection
@@ -35,3 +37,5 @@ class Replay : public Failure {
                   "the module carries out old requests again, one for each connection: its daemon "
                   "must be restarted, not re-synchronised") {}
 };
+
+}  // namespace master

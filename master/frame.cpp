@@ -5,6 +5,8 @@
 #include "link/link_level.h"
 #include "master/wire.h"
 
+namespace master {
+
 namespace {
 
 tPuertoZondar port{};
@@ -71,3 +73,5 @@ std::optional<ReadFrame> read_frame(std::span<const std::uint8_t> bytes) {
         ++frame.length;
     return frame;
 }
+
+}  // namespace master

@@ -8,6 +8,8 @@
 #include "link/mensaje.h"
 #include "master/bytes.h"
 
+namespace master {
+
 // The record of a request, its header bytes chosen so that no code byte of its frame is A5: the
 // module would take the second of the two for the start of the next frame. `info` is cut to 255
 // bytes, the sequence number to 0..7.
@@ -27,3 +29,5 @@ struct ReadFrame {
 // The first frame in `bytes`; nothing when no start byte is among them. Of a frame with another
 // sequence number than 0 the info is plain all the same.
 std::optional<ReadFrame> read_frame(std::span<const std::uint8_t> bytes);
+
+}  // namespace master

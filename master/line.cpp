@@ -14,6 +14,8 @@
 #include "link/mensaje.h"
 #include "master/failure.h"
 
+namespace master {
+
 namespace {
 
 // Every byte doubled, and room for more than one frame.
@@ -225,3 +227,5 @@ void resynchronise(const sockaddr_in& address, const Deadline& deadline, unsigne
         }
     }
 }
+
+}  // namespace master

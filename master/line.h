@@ -20,6 +20,8 @@
 #include "master/deadline.h"
 #include "master/wire.h"
 
+namespace master {
+
 struct Target {
     std::string host = "127.0.0.1";  // a name or an IPv4 address
     std::uint16_t port = 8001;
@@ -107,3 +109,5 @@ class Line : public Wire {
 // way, and counted in `left_over`. A module that reads has one, or another one to a request whose
 // end came late; a third one makes this throw a Replay. Throws a Failure.
 void resynchronise(const sockaddr_in& address, const Deadline& deadline, unsigned& left_over);
+
+}  // namespace master

@@ -12,6 +12,8 @@
 #include "processor/parameter_names.h"
 #include "processor/wire_integers.h"
 
+namespace master {
+
 namespace {
 
 constexpr std::uint8_t kBlocks[] = {1, 2};
@@ -190,3 +192,5 @@ std::string_view consequence_of(const Request& request) {
         return "resets the network of the module, which may then have another address";
     return "";
 }
+
+}  // namespace master

@@ -14,6 +14,8 @@
 #include "processor/answer_block.h"
 #include "processor/subcommands.h"
 
+namespace master {
+
 // A number, or a text: its bytes, in whatever encoding the module has them.
 using Value = std::variant<std::uint32_t, std::string>;
 
@@ -59,3 +61,5 @@ std::uint32_t number_in(std::span<const std::uint8_t> field);
 // What a request does besides changing a value, when that takes a confirmation: "resets the module
 // to its factory configuration". Empty for all others.
 std::string_view consequence_of(const Request& request);
+
+}  // namespace master

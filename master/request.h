@@ -6,6 +6,8 @@
 
 #include "master/bytes.h"
 
+namespace master {
+
 // Command codes.
 constexpr std::uint8_t kStatusCommand = 0;
 constexpr std::uint8_t kConfigurationCommand = 1;
@@ -23,3 +25,5 @@ struct Request {
     // Whether an answer's info is one to this request; null takes any.
     bool (*answered_by)(const Request& request, std::span<const std::uint8_t> info) = nullptr;
 };
+
+}  // namespace master

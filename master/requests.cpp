@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+namespace master {
+
 namespace {
 
 using Info = std::span<const std::uint8_t>;
@@ -117,3 +119,5 @@ Request registration_request(const Slave& slave) {
     request.info.insert(request.info.end(), std::begin(slave.version), std::end(slave.version));
     return request;
 }
+
+}  // namespace master

@@ -6,6 +6,8 @@
 
 #include "master/request.h"
 
+namespace master {
+
 // Sub-commands of the write command that do more than store a parameter.
 constexpr std::uint8_t kTimeCode = 72;
 constexpr std::uint8_t kDateCode = 73;
@@ -47,3 +49,5 @@ struct Slave {
     std::uint8_t version[3];    // of the software: major, minor, build
 };
 Request registration_request(const Slave& slave);
+
+}  // namespace master

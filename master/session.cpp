@@ -9,6 +9,8 @@
 #include "master/failure.h"
 #include "master/frame.h"
 
+namespace master {
+
 namespace {
 
 // Frames go to the trace file during its life.
@@ -132,3 +134,5 @@ void Session::tell(const Line& line) const {
     if (settings_.on_exchange)
         settings_.on_exchange(line.sent(), line.received());
 }
+
+}  // namespace master

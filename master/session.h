@@ -12,6 +12,8 @@
 #include "master/request.h"
 #include "master/target_lock.h"
 
+namespace master {
+
 struct Settings {
     Target target = {};
     std::chrono::milliseconds timeout{5000};
@@ -45,3 +47,5 @@ class Session {
     TargetLock lock_;
     unsigned left_over_ = 0;  // answers to somebody else, since all was well
 };
+
+}  // namespace master

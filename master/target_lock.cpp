@@ -15,6 +15,8 @@
 
 #include "master/failure.h"
 
+namespace master {
+
 namespace {
 
 constexpr std::chrono::milliseconds kPause{10};
@@ -69,3 +71,5 @@ bool TargetLock::unsettled() const {
 void TargetLock::set_unsettled(bool unsettled) const {
     [[maybe_unused]] const int result = ftruncate(descriptor_, unsettled ? 1 : 0);
 }
+
+}  // namespace master

@@ -6,6 +6,8 @@
 
 #include "master/deadline.h"
 
+namespace master {
+
 class TargetLock {
   public:
     // Waits until the lock is free; throws a Failure when the deadline is sooner.
@@ -21,3 +23,5 @@ class TargetLock {
   private:
     int descriptor_;
 };
+
+}  // namespace master

@@ -5,6 +5,8 @@
 #include "link/messages.h"
 #include "transport/tcp_transport.h"
 
+namespace master {
+
 namespace {
 
 thread_local Wire* in_use = nullptr;
@@ -18,6 +20,10 @@ UseWire::UseWire(Wire& wire) : before_(in_use) {
 UseWire::~UseWire() {
     in_use = before_;
 }
+
+}  // namespace master
+
+using master::in_use;
 
 // In place of the daemon's transport.
 

@@ -8,6 +8,8 @@
 
 #include "master/bytes.h"
 
+namespace master {
+
 class Wire {
   public:
     Wire() = default;
@@ -59,3 +61,5 @@ class Tape : public Wire {
     std::span<const std::uint8_t> rest_;
     Bytes sent_;
 };
+
+}  // namespace master

@@ -16,6 +16,8 @@
 #include "tests/support/bytes.h"
 #include "tests/support/files.h"
 
+namespace master {
+
 namespace {
 
 using testing::ElementsAre;
@@ -737,3 +739,5 @@ TEST(MeaningOfAFrame, NamesTheSubcommandOfEachRequestInTheDocument) {
 }
 
 }  // namespace
+
+}  // namespace master

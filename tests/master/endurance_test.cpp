@@ -28,6 +28,8 @@
 
 namespace fs = std::filesystem;
 
+namespace master {
+
 namespace {
 
 // Whether the process has a socket of port 8001 in this state, as the kernel has it: asking by a
@@ -205,3 +207,5 @@ TEST(Endurance, OfAThousandExchangesNoneIsWrongAndNoneIsLostWithoutAKill) {
 }
 
 }  // namespace
+
+}  // namespace master

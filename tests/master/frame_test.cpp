@@ -9,6 +9,8 @@
 #include "master/requests.h"
 #include "tests/support/bytes.h"
 
+namespace master {
+
 namespace {
 
 TEST(HexDigits, AreUpperCasePairsWithBlanksBetween) {
@@ -374,3 +376,5 @@ TEST(KnownRequest, IsAnsweredByAnInfoOfItsLengthAndSubCommand) {
 }
 
 }  // namespace
+
+}  // namespace master

@@ -23,7 +23,9 @@
 #include "tests/support/master.h"
 #include "tests/support/peer.h"
 #include "tests/support/wait.h"
-#include "tests/tools/running_daemon.h"
+#include "tests/zondarctl/running_daemon.h"
+
+namespace master {
 
 namespace {
 
@@ -862,3 +864,5 @@ TEST_F(AskedDaemon, IsAskedByOneOfManyProgramsAtATime) {
 }
 
 }  // namespace
+
+}  // namespace master

@@ -371,7 +371,7 @@ def filtered_calls_only_fail() -> None:
 
 def strict_serves_every_kind_of_request() -> None:
     strict()
-    tool = lab.ROOT / "build/release/tools/zondarctl"
+    tool = lab.ROOT / "build/release/zondarctl/zondarctl"
     for words in ("identify", "status", "dump", "set IPOut.SAP_Time 61", "country Spain",
                   "set ServiciosSalida.0.Nombre Sur"):  # fmt: skip
         run(tool, *words.split())

@@ -1,0 +1,864 @@
+// What the tool knows without a module: the list of parameters, the catalogue for other languages,
+// the frames that it makes; its usage, its texts, the completion of its command line.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <utility>
+
+#include "tests/support/bytes.h"
+#include "tests/support/capture.h"
+#include "tests/support/files.h"
+#include "tests/support/protocol_document.h"
+#include "tests/zondarctl/zondarctl.h"
+#include "zondarctl/commands.h"
+
+namespace zondarctl {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+
+using Words = std::vector<std::string>;
+
+// docs/protocol.md, which says it in other words.
+
+struct Documented {
+    int code = 0;
+    std::string name = {};   // of the parameter; empty for a sub-command that stores none
+    std::string log = {};    // name
+    std::string value = {};  // "2 bytes", "text 14"
+    std::string example = {};
+};
+
+// Where the first column that the document names is not the parameter: there it is stored besides.
+const std::map<int, std::string> kOtherNames = {{20, "RFOut.Frecuencia"},
+                                                {40, "Red.TSID_Out"},
+                                                {41, "Red.ONID_Out"},
+                                                {71, "ConfiguracionGen.Country"}};
+
+bool stores_parameter(int code) {
+    return code < 80 && code != 72 && code != 73;
+}
+
+std::vector<Documented> documented_subcommands() {
+    std::vector<Documented> all;
+    for (const document::Row& row : document::table("| Code | Name in the log")) {
+        Documented entry{.code = std::stoi(row[0]), .value = row[2]};
+        if (row[1] != "none")
+            entry.log = document::quoted(row[1]).at(0);
+        if (kOtherNames.contains(entry.code))
+            entry.name = kOtherNames.at(entry.code);
+        else if (stores_parameter(entry.code))
+            entry.name = document::quoted(row[3]).at(0);
+        entry.example = document::quoted(row[5]).at(0);
+        all.push_back(entry);
+    }
+    return all;
+}
+
+// The name of what stands at a place of a configuration block.
+std::string name_at(const document::Place& place) {
+    if (place.content.starts_with("`"))
+        return document::quoted(place.content)[0];
+    const std::map<std::string, std::string> kNames = {
+        {"1", "block"},
+        {"2", "block"},
+        {"0, for transport stream identifier", "Red.TSID_Out"},
+        {"0, for original network identifier", "Red.ONID_Out"},
+        {"local time now, `HH.MM`", "time"},
+        {"local date now, `DD.MM.YYYY`", "date"}};
+    return kNames.at(place.content);
+}
+
+// "EntradaAV.0.Brillo: block 1, at 2".
+Words documented_places() {
+    Words all;
+    for (const std::string block : {"1", "2"}) {
+        for (const document::Place& place : document::layout("Block " + block))
+            all.push_back(name_at(place) + ": block " + block + ", at " +
+                          std::to_string(place.position));
+    }
+    return all;
+}
+
+TEST(List, ShowsPeopleEveryParameter) {
+    const ProgramRun run = run_zondarctl({"list"});
+    EXPECT_EQ(run.out, read_file(ZONDAR_SOURCE_DIR "/tests/zondarctl/list.golden"));
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.status, 0);
+}
+
+// What people read in a line of the list.
+std::string as_read(const Json& parameter) {
+    std::string text = parameter["name"].get<std::string>() + "|" + parameter["sub_command"].dump();
+    if (parameter["kind"] == "text")
+        text += "|text, " + parameter["length"].dump() + " bytes";
+    else
+        text += "|0 to " + parameter["maximum"].dump();
+    if (parameter["block"].is_null())
+        text += "|nowhere";
+    else
+        text += "|block " + parameter["block"].dump() + ", at " + parameter["position"].dump();
+    if (parameter.contains("remark"))
+        text += "|" + parameter["remark"].get<std::string>();
+    return text;
+}
+
+TEST(List, ShowsScriptsTheSame) {
+    const Json answer = json_of({"list"});
+    EXPECT_EQ(answer["target"], nullptr);
+    Words golden = lines_of(read_file(ZONDAR_SOURCE_DIR "/tests/zondarctl/list.golden"));
+    golden.erase(golden.begin());
+    for (std::string& line : golden) {
+        while (line.find("   ") != std::string::npos)
+            line.replace(line.find("   "), 3, "  ");
+        while (line.find("  ") != std::string::npos)
+            line.replace(line.find("  "), 2, "|");
+    }
+    Words read;
+    for (const Json& parameter : answer["data"]["parameters"])
+        read.push_back(as_read(parameter));
+    EXPECT_EQ(read.size(), 73);
+    EXPECT_THAT(read, ElementsAreArray(golden));
+}
+
+TEST(List, AgreesWithTheProtocolDocument) {
+    const Json answer = json_of({"list"});
+    Words listed;
+    Words shown;
+    for (const Json& parameter : answer["data"]["parameters"]) {
+        const std::string name = parameter["name"];
+        const int width = parameter.value("width", 0);
+        const std::string value = parameter["kind"] == "text"
+                                      ? "text " + parameter["length"].dump()
+                                      : std::to_string(width) + (width == 1 ? " byte" : " bytes");
+        listed.push_back(parameter["sub_command"].dump() + " " + name + " " + value);
+        if (width != 0) {
+            EXPECT_EQ(parameter["maximum"], (1 << 8 * width) - 1) << name;
+        }
+        if (!parameter["block"].is_null())
+            shown.push_back(name + ": block " + parameter["block"].dump() + ", at " +
+                            parameter["position"].dump());
+    }
+    Words documented;
+    for (const Documented& each : documented_subcommands()) {
+        if (!each.name.empty())
+            documented.push_back(std::to_string(each.code) + " " + each.name + " " + each.value);
+    }
+    EXPECT_THAT(listed, ElementsAreArray(documented));
+
+    Words places = documented_places();
+    std::erase_if(places, [](const std::string& place) {
+        return place.starts_with("block:") || place.starts_with("time:") ||
+               place.starts_with("date:");
+    });
+    EXPECT_THAT(shown, testing::UnorderedElementsAreArray(places));
+}
+
+// docs/commands.json.
+
+Json committed_catalogue() {
+    return Json::parse(read_file(ZONDAR_SOURCE_DIR "/docs/commands.json"));
+}
+
+TEST(Catalogue, IsCurrent) {
+    const ProgramRun run = run_program({ZONDAR_COMMANDS_JSON});
+    EXPECT_TRUE(run.out == read_file(ZONDAR_SOURCE_DIR "/docs/commands.json"))
+        << "docs/commands.json is not what the tables say. Make it anew:\n"
+        << "    build/release/zondarctl/commands_json > docs/commands.json";
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.status, 0);
+}
+
+// "name position width" of each.
+Words fields_of(const Json& fields) {
+    Words all;
+    for (const Json& field : fields)
+        all.push_back(field["name"].get<std::string>() + " " + field["position"].dump() + " " +
+                      field["width"].dump());
+    return all;
+}
+
+Words fields_of(const std::vector<document::Place>& places) {
+    Words all;
+    for (const document::Place& place : places)
+        all.push_back(name_at(place) + " " + std::to_string(place.position) + " " +
+                      std::to_string(place.width));
+    return all;
+}
+
+const Json& sub_command(const Json& catalogue, int code) {
+    const Json& all = catalogue["sub_commands"];
+    return *std::ranges::find_if(all,
+                                 [code](const Json& row) { return row["sub_command"] == code; });
+}
+
+TEST(Catalogue, LaysOutTheAnswersAsDocumented) {
+    const Json catalogue = committed_catalogue();
+    const Json& layouts = catalogue["layouts"];
+    EXPECT_THAT(fields_of(layouts["configuration_1"]["fields"]),
+                ElementsAreArray(fields_of(document::layout("Block 1"))));
+    EXPECT_THAT(fields_of(layouts["configuration_2"]["fields"]),
+                ElementsAreArray(fields_of(document::layout("Block 2"))));
+    std::vector<document::Place> encoder = document::layout("Slave modules");
+    encoder.erase(encoder.begin());  // the sub-command
+    encoder[0].content = "`channel`";
+    for (document::Place& place : encoder)
+        place.content.replace(1, place.content.starts_with("`EntradaAV.c.") ? 12 : 0, "");
+    EXPECT_THAT(fields_of(sub_command(catalogue, 106)["answer"]["fields"]),
+                ElementsAreArray(fields_of(encoder)));
+    std::map<std::string, int> lengths;
+    for (const auto& [name, layout] : layouts.items())
+        lengths[name] = layout["length"];
+    EXPECT_EQ(lengths, (std::map<std::string, int>{{"identification", 48},
+                                                   {"status", 28},
+                                                   {"configuration_1", 114},
+                                                   {"configuration_2", 185}}));
+}
+
+// Of the two whose contents the document tells in sentences: each field covers whole lines of it,
+// and the last line ends the answer.
+TEST(Catalogue, CutsNoDocumentedPlaceInTwo) {
+    const Json catalogue = committed_catalogue();
+    for (const auto& [name, heading] :
+         {std::pair("identification", "Identification"), std::pair("status", "Status")}) {
+        std::map<int, int> ends = {{23, 25}, {21, 23}, {19, 21}, {17, 18}, {18, 19}, {25, 27}};
+        for (const document::Place& place : document::layout(heading))
+            ends[static_cast<int>(place.position)] = static_cast<int>(place.position + place.width);
+        ends[16] = 17;  // the bitrates have a table of their own
+        for (const Json& field : catalogue["layouts"][name]["fields"]) {
+            int end = field["position"];
+            const int wanted = end + field["width"].get<int>();
+            while (end < wanted && ends.contains(end))
+                end = ends[end];
+            EXPECT_EQ(end, wanted) << field;
+        }
+    }
+}
+
+TEST(Catalogue, HasEverySubCommandAsDocumented) {
+    const Json catalogue = committed_catalogue();
+    Words listed;
+    for (const Json& row : catalogue["sub_commands"])
+        listed.push_back(row["sub_command"].dump() + " " + row["log_name"].dump());
+    Words documented;
+    for (const Documented& each : documented_subcommands()) {
+        documented.push_back(std::to_string(each.code) + " " +
+                             (each.log.empty() ? "null" : "\"" + each.log + "\""));
+        const Json& row = sub_command(catalogue, each.code);
+        if (!each.name.empty()) {
+            EXPECT_EQ(row["name"], each.name);
+            continue;
+        }
+        SCOPED_TRACE(each.code);
+        EXPECT_EQ(row["kind"], "action");
+        // The example's info is as long as the fields of the request.
+        const Json& last = row["request"].back();
+        const int end = last["position"].get<int>() + last["width"].get<int>();
+        EXPECT_EQ(end, hex(each.example).at(5));
+    }
+    EXPECT_THAT(listed, ElementsAreArray(documented));
+
+    std::map<int, int> lengths;
+    for (const Json& row : catalogue["sub_commands"]) {
+        if (row["kind"] == "action")
+            lengths[row["sub_command"]] = row["answer"]["length"];
+    }
+    EXPECT_EQ(lengths, (std::map<int, int>{{72, 0},
+                                           {73, 0},
+                                           {80, 0},
+                                           {105, 3},
+                                           {106, 28},
+                                           {107, 0},
+                                           {108, 0},
+                                           {109, 2},
+                                           {110, 75},
+                                           {111, 15},
+                                           {112, 0}}));
+}
+
+TEST(Catalogue, TellsWhatIsNotStoredAsItIsSent) {
+    Words told;
+    const Json catalogue = committed_catalogue();
+    for (const Json& row : catalogue["sub_commands"]) {
+        for (const char* const key : {"stored", "stored_as"}) {
+            if (row.contains(key))
+                told.push_back(row["name"].get<std::string>() + " " + key + " " + row[key].dump());
+        }
+    }
+    EXPECT_THAT(told, ElementsAre("ConfiguracionGen.Modo_Entrada stored_as {\"3\":10,\"4\":11}",
+                                  "Red.TSID_Out stored false", "Red.ONID_Out stored false"));
+}
+
+TEST(Catalogue, HasTheCommands) {
+    const Json catalogue = committed_catalogue();
+    EXPECT_EQ(catalogue["schema"], 1);
+    Words commands;
+    for (const Json& row : catalogue["commands"])
+        commands.push_back(row["command"].dump() + " " + row["name"].get<std::string>() + ", " +
+                           std::to_string(row["request"].size()) + " in, " + row["answers"].dump());
+    EXPECT_THAT(commands,
+                ElementsAre("0 status, 0 in, [\"status\"]",
+                            "1 configuration, 1 in, [\"configuration_1\",\"configuration_2\"]",
+                            "2 status, 0 in, [\"status\"]", "3 write, 0 in, []",
+                            "4 identification, 0 in, [\"identification\"]"));
+}
+
+// encode.
+
+struct Encoding {
+    Words words;
+    const char* frame;
+};
+
+const Encoding kEncodings[] = {
+    {{"4"}, "A5 04 00 00 00 00 FC"},
+    {{"0x04"}, "A5 04 00 00 00 00 FC"},
+    {{"--crc8", "4"}, "A5 84 00 00 00 00 7C D4"},
+    {{"4", "--crc8"}, "A5 84 00 00 00 00 7C D4"},
+    {{"--sequence", "1", "4"}, "A5 14 00 00 00 00 EC"},
+    {{"4", "--sequence", "7"}, "A5 74 00 00 00 00 8C"},
+    {{"15"}, "A5 0F 00 00 00 00 F1"},
+    {{"1", "02"}, "A5 01 00 00 00 01 02 FC"},
+    {{"3", "02", "34"}, "A5 03 00 00 00 02 02 34 C5"},
+    {{"3", "0234"}, "A5 03 00 00 00 02 02 34 C5"},
+    {{"--crc8", "3", "02 34"}, "A5 83 00 00 00 02 57 61 C3 BD"},
+    {{"EntradaAV.0.Brillo", "52"}, "A5 03 00 00 00 02 02 34 C5"},
+    {{"entradaav.0.BRILLO", "0x34"}, "A5 03 00 00 00 02 02 34 C5"},
+    {{"EntradaAV.0.Brillo", "52", "--crc8", "--sequence", "5"}, "A5 D3 00 00 00 02 57 61 73 81"},
+    // Bytes that are doubled, and a header byte that keeps the checksum from being one.
+    {{"EntradaAV.0.Brillo", "165"}, "A5 03 00 00 00 02 02 A5 A5 54"},
+    {{"Red.TSID_Out", "300"}, "A5 03 00 00 01 03 28 01 2C A4"},
+    {{"3", "02", "54"}, "A5 03 00 00 01 02 02 54 A4"},
+    {{"Red.NetworkName", ""}, "A5 03 00 00 00 02 25 00 D6"},
+    {{"Red.NetworkName", "\xC3\xB1"}, "A5 03 00 00 00 04 25 C3 B1 00 60"},
+};
+
+TEST(Encode, MakesFrames) {
+    for (const Encoding& each : kEncodings) {
+        SCOPED_TRACE(each.frame);
+        Words words = {"encode"};
+        words.insert(words.end(), each.words.begin(), each.words.end());
+        const ProgramRun run = run_zondarctl(words);
+        EXPECT_EQ(run.out, std::string(each.frame) + "\n");
+        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.status, 0);
+    }
+    const Json answer = json_of({"encode", "4"});
+    EXPECT_EQ(answer["data"], (Json{{"frame", "A5 04 00 00 00 00 FC"}}));
+    EXPECT_EQ(answer["target"], nullptr);
+}
+
+std::string encoded(const Words& words, bool crc8_mode = false, unsigned sequence = 0) {
+    return encode(words, crc8_mode, sequence).lines.at(0).cells.at(0);
+}
+
+// The value that the example of a sub-command carries.
+std::string value_in(const Documented& documented) {
+    const Bytes frame = hex(documented.example);
+    const auto value = frame.begin() + 7;
+    if (documented.value.starts_with("text"))
+        return {value, std::find(value, frame.end(), 0)};
+    unsigned number = 0;
+    for (int i = 0; i < documented.value[0] - '0'; ++i)
+        number = number << 8U | value[i];
+    return std::to_string(number);
+}
+
+TEST(Encode, MakesTheDocumentedExamples) {
+    int count = 0;
+    for (const Documented& each : documented_subcommands()) {
+        if (each.name.empty())
+            continue;
+        EXPECT_EQ(encoded({each.name, value_in(each)}), each.example);
+        ++count;
+    }
+    EXPECT_EQ(count, 73);
+}
+
+// A doubled byte is found only where the info itself has it.
+TEST(Encode, LetsNoCodeByteBeA5) {
+    for (const bool crc8_mode : {false, true}) {
+        for (unsigned sequence = 0; sequence < 8; ++sequence) {
+            for (unsigned value = 0; value < 256; ++value) {
+                const std::string frame =
+                    encoded({"EntradaAV.0.Brillo", std::to_string(value)}, crc8_mode, sequence);
+                const bool doubled = frame.find("A5 A5") != std::string::npos;
+                EXPECT_EQ(doubled, value == (crc8_mode ? 0xF0 : 0xA5)) << frame;
+            }
+        }
+    }
+}
+
+TEST(Encode, FillsAFrame) {
+    std::string digits;
+    for (int i = 0; i < 255; ++i)
+        digits += "00";
+    const ProgramRun run = run_zondarctl({"encode", "3", digits});
+    EXPECT_TRUE(run.out.starts_with("A5 03 00 00 00 FF 00 00")) << run.out;
+    EXPECT_TRUE(run.out.ends_with(" 00 00 FE\n")) << run.out;
+    EXPECT_EQ(run.out.size(), 3 * 262);
+    EXPECT_EQ(run_zondarctl({"encode", "3", digits + "00"}).err,
+              "zondarctl: 256 bytes are more than the 255 of a frame\n");
+}
+
+// Usage.
+
+struct Misuse {
+    Words words;
+    const char* message;
+    int status = 2;
+};
+
+const Misuse kMisuses[] = {
+    {{}, "a command is required; --help lists them"},
+    {{"-v"}, "a command is required; --help lists them"},
+    {{"nonsense"}, "no command or option nonsense"},
+    {{"--nonsense"}, "no command or option --nonsense"},
+    {{"nonsense", "list"}, "The following argument was not expected: nonsense"},
+    {{"list", "x"}, "The following argument was not expected: x"},
+    {{"list", "--nonsense"}, "The following argument was not expected: --nonsense"},
+    {{"identify", "x"}, "The following argument was not expected: x"},
+    {{"config", "3"}, "BLOCK: Value 3 not in range 1 to 2"},
+    {{"config", "1", "2"}, "The following argument was not expected: 2"},
+    {{"get"}, "NAME is required"},
+    {{"get", "Brillo"}, "no parameter Brillo; there is EntradaAV.0.Brillo"},
+    {{"get", "nonsense"}, "no parameter nonsense; `zondarctl list` has them all"},
+    {{"get", "ConfiguracionGen.Lcd_Bloqueo"},
+     "ConfiguracionGen.Lcd_Bloqueo cannot be read back: no answer of the module holds it"},
+    {{"set"}, "NAME is required"},
+    {{"set", "Red.NID"}, "VALUE is required"},
+    {{"set", "Red.NID", "1", "2"}, "The following argument was not expected: 2"},
+    {{"set", "Red.NID", "65536"}, "65536 is beyond the 65535 that Red.NID can hold"},
+    {{"set", "Red.NID", "-1"}, "'-1' is no number"},
+    {{"set", "Red.NID", "x"}, "'x' is no number"},
+    {{"set", "Red.NID", ""}, "'' is no number"},
+    {{"country", "a", "b"}, "The following argument was not expected: b"},
+    {{"time", "9", "5"}, "The following argument was not expected: 5"},
+    {{"date", "9", "5"}, "The following argument was not expected: 5"},
+    {{"raw"}, "COMMAND is required"},
+    {{"raw", "16"}, "'16' is no command: it is 0 to 15"},
+    {{"raw", "3", "0"}, "'0' are no bytes in hexadecimal digits"},
+    {{"slave"}, "a command is required; --help lists them"},
+    {{"slave", "nonsense"}, "no command or option nonsense"},
+    {{"slave", "pending"}, "MAC is required"},
+    {{"slave", "pending", "0a1b2c3d4e5f"}, "CHANNEL is required"},
+    {{"slave", "pending", "0a1b2c3d4e5", "0"}, "'0a1b2c3d4e5' is no MAC address"},
+    {{"slave", "pending", "0a1b2c3d4e5f", "256"}, "'256' is no channel: it is 0 to 255"},
+    {{"slave", "register", "0a1b2c3d4e5f", "--software", "1.256"},
+     "'256' is no version: it is 0 to 255"},
+    {{"slave", "register", "0a1b2c3d4e5f", "--model", "0123456789"},
+     "'0123456789' is longer than the 9 bytes of a model"},
+    {{"db"}, "a command is required; --help lists them"},
+    {{"db", "nonsense"}, "no command or option nonsense"},
+    {{"db", "check"}, "CONF is required"},
+    {{"db", "check", "a"}, "TEMP is required"},
+    {{"db", "check", "a", "b", "c"}, "The following argument was not expected: c"},
+    {{"encode"}, "WORDS is required"},
+    {{"encode", "16"}, "'16' is no command or parameter: it is 0 to 15"},
+    {{"encode", "-1"}, "'-1' is no command or parameter: it is 0 to 15"},
+    {{"encode", "Brillo", "1"}, "'Brillo' is no command or parameter: it is 0 to 15"},
+    {{"encode", "3", "0"}, "'0' are no bytes in hexadecimal digits"},
+    {{"encode", "3", "xy"}, "'xy' are no bytes in hexadecimal digits"},
+    {{"encode", "Red.NID"}, "Red.NID takes one value"},
+    {{"encode", "Red.NID", "1", "2"}, "Red.NID takes one value"},
+    {{"encode", "Red.NID", "65536"}, "65536 is beyond the 65535 that Red.NID can hold"},
+    {{"encode", "Red.NetworkName", "123456789012345"},
+     "'123456789012345' is longer than the 14 bytes of Red.NetworkName"},
+    {{"encode", "4", "--sequence", "8"}, "--sequence: Value 8 not in range 0 to 7"},
+    {{"encode", "4", "--sequence", "x"}, "--sequence: Value x not in range 0 to 7"},
+    {{"watch", "--interval", "-1"}, "--interval: Value -1 not in range 0.000000 to 86400.000000"},
+    {{"watch", "-n", "x"}, "--interval: Value x not in range 0.000000 to 86400.000000"},
+    {{"watch", "--count", "0"}, "--count: Value 0 not in range 1 to 4294967295"},
+    {{"--port", "0", "list"}, "--port: Value 0 not in range 1 to 65535"},
+    {{"--port", "65536", "list"}, "--port: Value 65536 not in range 1 to 65535"},
+    {{"list", "--port", "x"}, "--port: Value x not in range 1 to 65535"},
+    {{"-t", "0", "list"}, "--timeout: Value 0 not in range 0.001000 to 86400.000000"},
+    {{"--timeout", "x", "list"}, "--timeout: Value x not in range 0.001000 to 86400.000000"},
+    {{"-r", "101", "list"}, "--retries: Value 101 not in range 0 to 100"},
+    {{"--retries", "-1", "list"}, "--retries: Value -1 not in range 0 to 100"},
+    {{"list", "--host"}, "--host: 1 required HOST missing"},
+    {{"--pcap", "/none/trace", "list"},
+     "cannot write frames to /none/trace: No such file or directory"},
+    // 3 is a monitoring plugin's UNKNOWN.
+    {{"check", "x"}, "The following argument was not expected: x", 3},
+    {{"check", "--nonsense"}, "The following argument was not expected: --nonsense", 3},
+    {{"check", "--warn"}, "--warn: 1 required ALARM missing", 3},
+    {{"check", "--warn", "alarma"}, "no alarm alarma", 3},
+    {{"check", "--warn", "output_sync"}, "no alarm output_sync", 3},
+    {{"check", "-t", "x"}, "--timeout: Value x not in range 0.001000 to 86400.000000", 3},
+    {{"--port", "x", "check"}, "--port: Value x not in range 1 to 65535", 3},
+    {{"check", "--pcap", "/none/trace"},
+     "cannot write frames to /none/trace: No such file or directory",
+     3},
+};
+
+TEST(Usage, IsToldInOneLine) {
+    for (const Misuse& misuse : kMisuses) {
+        const ProgramRun run = run_zondarctl(misuse.words);
+        SCOPED_TRACE(misuse.message);
+        // Monitoring reads a line of a plugin in any case.
+        EXPECT_EQ(run.out, misuse.status == 3
+                               ? std::string("ZONDAR UNKNOWN - ") + misuse.message + "\n"
+                               : "");
+        EXPECT_EQ(run.err, std::string("zondarctl: ") + misuse.message + "\n");
+        EXPECT_EQ(run.status, misuse.status);
+    }
+}
+
+TEST(Usage, IsToldScriptsAsAnObject) {
+    // The way is the same for all: some of them will do.
+    for (std::size_t i = 0; i < std::size(kMisuses); i += 7) {
+        const Misuse& misuse = kMisuses[i];
+        SCOPED_TRACE(misuse.message);
+        const Json answer = json_of(misuse.words, misuse.status);
+        EXPECT_EQ(answer["schema"], 1);
+        EXPECT_EQ(answer["ok"], false);
+        EXPECT_EQ(answer["data"],
+                  misuse.status == 3 ? Json({{"state", "UNKNOWN"}}) : Json::object());
+        EXPECT_EQ(answer["target"], nullptr);
+        EXPECT_EQ(answer["error"], (Json{{"stage", "usage"}, {"message", misuse.message}}));
+    }
+}
+
+const Words kCommands = {"identify", "status", "config", "get",     "list", "dump", "check",
+                         "watch",    "resync", "set",    "country", "time", "date", "reset-factory",
+                         "raw",      "slave",  "encode", "decode",  "db"};
+const Words kSlaveCommands = {"pending", "encoder",  "clear",   "confirm",
+                              "report",  "register", "upgrade", "state"};
+
+std::vector<Words> all_commands() {
+    std::vector<Words> all;
+    for (const std::string& command : kCommands)
+        all.push_back({command});
+    for (const std::string& command : kSlaveCommands)
+        all.push_back({"slave", command});
+    all.push_back({"db", "check"});
+    return all;
+}
+
+std::string help_of(Words words) {
+    words.emplace_back("--help");
+    const ProgramRun run = run_zondarctl(words);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    return run.out;
+}
+
+// The first words of the lines below this heading.
+Words named_below(const std::string& heading, const std::string& help) {
+    Words names;
+    bool below = false;
+    for (const std::string& line : lines_of(help)) {
+        if (!line.starts_with(" "))
+            below = line == heading;
+        else if (below && line[2] != ' ')
+            names.push_back(line.substr(2, line.find(' ', 2) - 2));
+    }
+    return names;
+}
+
+TEST(Usage, IsShownWhenAskedFor) {
+    const std::string help = help_of({});
+    EXPECT_TRUE(help.starts_with("The master's side of a television head-end module.\nUsage: "));
+    EXPECT_THAT(named_below("Subcommands:", help), ElementsAreArray(kCommands));
+    EXPECT_THAT(named_below("Subcommands:", help_of({"slave"})), ElementsAreArray(kSlaveCommands));
+    EXPECT_THAT(named_below("Subcommands:", help_of({"db"})), ElementsAre("check"));
+    EXPECT_THAT(named_below("Options:", help),
+                ElementsAre("-h,--help", "--version", "--host", "--port", "-t,--timeout",
+                            "-r,--retries", "--crc8", "--json", "-v,--verbose", "--pcap", "--yes"));
+    EXPECT_EQ(run_zondarctl({"list", "-h"}).out, help_of({"list"}));
+    for (const Words& words : all_commands()) {
+        SCOPED_TRACE(words.back());
+        EXPECT_THAT(help_of(words), HasSubstr("Usage: "));
+    }
+    EXPECT_THAT(help_of({"slave", "pending"}), HasSubstr(" MAC CHANNEL\n"));
+    EXPECT_THAT(help_of({"db", "check"}), HasSubstr(" CONF TEMP\n"));
+    for (const Words& words : {Words{"--version"}, Words{"list", "--version"}}) {
+        const ProgramRun run = run_zondarctl(words);
+        EXPECT_EQ(run.out, "zondarctl 1.0\n");
+        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.status, 0);
+    }
+}
+
+// A full disk, for example.
+TEST(Usage, FailsWhenTheAnswerCannotBeWritten) {
+    for (const std::string command : {"list", "--json list", "encode 4"}) {
+        const ProgramRun run =
+            run_program({"/bin/sh", "-c", zondarctl_path() + " " + command + " > /dev/full"});
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.err, "zondarctl: cannot write to standard output: No space left on device\n");
+    }
+}
+
+// Texts.
+
+struct Shown {
+    std::string text;
+    std::string shown;
+};
+
+using namespace std::string_literals;
+
+const Shown kShown[] = {
+    {"", ""},
+    {"Canal Uno ~", "Canal Uno ~"},
+    {"a\tb\nc\r", R"(a\x09b\x0Ac\x0D)"},
+    {"\x1B[31mrojo\x1B[0m", R"(\x1B[31mrojo\x1B[0m)"},
+    {"uno\0dos"s, R"(uno\x00dos)"},
+    {"\x7F", R"(\x7F)"},
+    // The controls behind ASCII, whose 9B begins a sequence as ESC [ does; the first that is none.
+    {"\xC2\x80\xC2\x9B\xC2\x9F\xC2\xA0", "\\xC2\\x80\\xC2\\x9B\\xC2\\x9F\xC2\xA0"},
+    {"Espa\xC3\xB1"
+     "a \xE2\x82\xAC \xF0\x9F\x93\xBA",
+     "Espa\xC3\xB1"
+     "a \xE2\x82\xAC \xF0\x9F\x93\xBA"},
+    {"\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF\xF4\x8F\xBF\xBF",
+     "\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF\xF4\x8F\xBF\xBF"},
+    // Latin-1; a byte that continues nothing; a character that is cut.
+    {"Espa\xF1"
+     "a",
+     R"(Espa\xF1a)"},
+    {"\x80\xBF", R"(\x80\xBF)"},
+    {"\xE2\x82", R"(\xE2\x82)"},
+    {"\xE2\x82x", R"(\xE2\x82x)"},
+    // Longer than need be; surrogates; beyond the last character.
+    {"\xC0\xAF\xC1\xBF", R"(\xC0\xAF\xC1\xBF)"},
+    {"\xE0\x80\xAF\xF0\x80\x80\xAF", R"(\xE0\x80\xAF\xF0\x80\x80\xAF)"},
+    {"\xED\xA0\x80\xED\xBF\xBF", R"(\xED\xA0\x80\xED\xBF\xBF)"},
+    {"\xF4\x90\x80\x80\xF7\xBF\xBF\xBF", R"(\xF4\x90\x80\x80\xF7\xBF\xBF\xBF)"},
+    {"\xF8\x88\x80\x80\x80\xFE\xFF", R"(\xF8\x88\x80\x80\x80\xFE\xFF)"},
+};
+
+TEST(Report, ShowsNothingThatATerminalActsOn) {
+    for (const Shown& each : kShown)
+        EXPECT_EQ(printable(each.text), each.shown);
+}
+
+// JSON holds these texts and parses, and one has its bytes beside it exactly when it does not come
+// through as it is.
+void expect_put(const Words& texts) {
+    Json objects = Json::array();
+    for (const std::string& text : texts)
+        put_text(objects.emplace_back(Json::object()), "text", text);
+    const Json parsed = Json::parse(objects.dump(-1, ' ', false, Json::error_handler_t::replace));
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const std::string digits = to_hex(Bytes(texts[i].begin(), texts[i].end()));
+        const bool came_through = parsed[i]["text"] == texts[i];
+        ASSERT_EQ(parsed[i].value("text_hex", "none"), came_through ? "none" : digits) << digits;
+    }
+}
+
+TEST(Report, PutsAnyTextIntoJson) {
+    expect_put({""});
+    for (int first = 0; first < 256 && !HasFailure(); ++first) {
+        const std::string one(1, static_cast<char>(first));
+        Words texts = {one};
+        for (int second = 0; second < 256; ++second) {
+            // Those that begin nothing longer are all alike.
+            if (first < 0xC0 && second % 16 != 15)
+                continue;
+            const std::string two = one + static_cast<char>(second);
+            texts.push_back(two);
+            // Behind a byte that begins a longer character, what may continue it and what may not.
+            for (const char last : {'\x7F', '\x80', '\xBF', '\xC0'}) {
+                if (first >= 0xE0)
+                    texts.push_back(two + last);
+                if (first >= 0xF0)
+                    texts.push_back(two + '\xBF' + last);
+            }
+        }
+        expect_put(texts);
+    }
+}
+
+std::string printed(const Report& report, const Style& style) {
+    return printed_by([&] { print(report, "test", std::nullopt, std::chrono::seconds(0), style); })
+        .out;
+}
+
+TEST(Report, AlignsTheCellsOfNeighbours) {
+    Report report;
+    report.line({"A HEADING THAT IS LONGER THAN THE CELLS"}, TextLine::Look::heading);
+    report.line({"name",
+                 "Espa\xC3\xB1"
+                 "a",
+                 "x"});
+    report.line({"\xE2\x82\xAC\xE2\x82\xAC\xE2\x82\xAC", "1", ""});
+    report.line({"alarm", "", "y"}, TextLine::Look::alert);
+    report.line({"two", "cells"});
+    EXPECT_EQ(printed(report, {}),
+              "A HEADING THAT IS LONGER THAN THE CELLS\n"
+              "name   Espa\xC3\xB1"
+              "a  x\n"
+              "\xE2\x82\xAC\xE2\x82\xAC\xE2\x82\xAC    1\n"
+              "alarm          y\n"
+              "two  cells\n");
+    EXPECT_EQ(printed(report, {.color = true}),
+              "\x1B[1mA HEADING THAT IS LONGER THAN THE CELLS\x1B[0m\n"
+              "name   Espa\xC3\xB1"
+              "a  x\n"
+              "\xE2\x82\xAC\xE2\x82\xAC\xE2\x82\xAC    1\n"
+              "\x1B[1;31malarm          y\x1B[0m\n"
+              "two  cells\n");
+    EXPECT_EQ(printed({}, {}), "");
+}
+
+TEST(Report, TellsAnErrorInOneLine) {
+    Report report;
+    report.fail(4, "answer", "not \xF1\nnot two lines");
+    const Printed printed = printed_by([&] {
+        print(report, "a \"b\"", "h:1", std::chrono::milliseconds(1999),
+              {.json = true, .compact = true});
+    });
+    EXPECT_EQ(printed.err, "zondarctl: not \\xF1\\x0Anot two lines\n");
+    EXPECT_EQ(printed.out,
+              "{\"schema\":1,\"target\":\"h:1\",\"command\":\"a \\\"b\\\"\",\"ok\":false,"
+              "\"elapsed_ms\":1999,\"data\":{},\"error\":{\"stage\":\"answer\","
+              "\"message\":\"not \xEF\xBF\xBD\\nnot two lines\",\"message_hex\":"
+              "\"6E 6F 74 20 F1 0A 6E 6F 74 20 74 77 6F 20 6C 69 6E 65 73\"}}\n");
+}
+
+// The completion in bash.
+
+Words completed(Words words) {
+    words.insert(words.begin(),
+                 {"/bin/bash", "-c",
+                  "source " ZONDAR_SOURCE_DIR "/zondarctl/zondarctl.bash-completion\n"
+                  "COMP_WORDS=(\"$@\") COMP_CWORD=$(($# - 1))\n"
+                  "_zondarctl\n"
+                  "((${#COMPREPLY[@]} == 0)) || printf '%s\\n' \"${COMPREPLY[@]}\"",
+                  "bash", zondarctl_path()});
+    const ProgramRun run = run_program(words);
+    EXPECT_EQ(run.err, "");
+    return lines_of(run.out);
+}
+
+struct Completion {
+    Words words;
+    Words offers;
+};
+
+const Completion kCompletions[] = {
+    {{"st"}, {"status"}},
+    {{"re"}, {"resync", "reset-factory"}},
+    {{"x"}, {}},
+    {{"--js"}, {"--json"}},
+    {{"--json", "li"}, {"list"}},
+    {{"-v", "--crc8", "li"}, {"list"}},
+    {{"-t", "li"}, {}},
+    {{"-t", "5", "li"}, {"list"}},
+    {{"--host", "=", "localhost", "li"}, {"list"}},
+    {{"--host", "l"}, {}},
+    {{"--port", "80"}, {}},
+    {{"--pcap", "/tmp/fi"}, {"/tmp/file one", "/tmp/file.pcap"}},
+    {{"--pcap", "=", "/tmp/file."}, {"/tmp/file.pcap"}},
+    {{"status", "--pcap", "/tmp/file."}, {"/tmp/file.pcap"}},
+    {{"status", ""}, {}},
+    {{"list", ""}, {}},
+    {{"config", ""}, {"1", "2"}},
+    {{"config", "1", ""}, {}},
+    {{"get", "IPOut.SAP_"}, {"IPOut.SAP_Mode", "IPOut.SAP_Ip", "IPOut.SAP_User", "IPOut.SAP_Time"}},
+    {{"get", "Red.NID", "Red.Prov"}, {"Red.Proveedor"}},
+    {{"get", "--json", "Red.Prov"}, {"Red.Proveedor"}},
+    // Only what can be read back.
+    {{"get", "ConfiguracionGen.Lcd"}, {}},
+    {{"set", "ConfiguracionGen.Lcd"},
+     {"ConfiguracionGen.Lcd_Bloqueo", "ConfiguracionGen.Lcd_Codbloqueo"}},
+    {{"set", "Red.NID", ""}, {}},
+    {{"encode", "EntradaAV.1.B"}, {"EntradaAV.1.Brillo", "EntradaAV.1.Bitrate"}},
+    {{"encode", "--sequence", "1", "Red.NI"}, {"Red.NID", "Red.NIT_Patron"}},
+    {{"encode", "Red.NID", ""}, {}},
+    {{"encode", "--s"}, {"--sequence"}},
+    {{"country", ""}, {"Australia", "France", "Great\\ Britain", "Italy", "Portugal", "Spain"}},
+    {{"country", "Great\\ "}, {"Great\\ Britain"}},
+    {{"country", "\"Great "}, {"Great Britain"}},
+    {{"country", "'G"}, {"Great Britain"}},
+    {{"country", "Spain", ""}, {}},
+    {{"country", "--a"}, {"--any"}},
+    {{"time", ""}, {"now"}},
+    {{"date", "n"}, {"now"}},
+    {{"decode", "/tmp/file."}, {"/tmp/file.pcap"}},
+    {{"decode", "/tmp/file.pcap", "/tmp"}, {}},
+    {{"decode", "--port", "9000", "/tmp/file."}, {"/tmp/file.pcap"}},
+    {{"db", ""}, {"check"}},
+    {{"db", "check", "/tmp/file."}, {"/tmp/file.pcap"}},
+    {{"db", "check", "x", "/tmp/file."}, {"/tmp/file.pcap"}},
+    {{"db", "check", "x", "y", "/tmp/file."}, {}},
+    {{"slave", "re"}, {"report", "register"}},
+    {{"slave", "upgrade", ""}, {}},
+    {{"slave", "register", "x", "--se"}, {"--serial"}},
+    {{"slave", "pending", "x", "--se"}, {}},
+    {{"check", ""}, {}},
+    {{"check", "--w"}, {"--warn"}},
+    {{"check", "--warn", "alarma_i"}, {"alarma_in", "alarma_ip"}},
+    {{"check", "--warn", "alarma_in", "alarma_h"}, {"alarma_hw"}},
+    {{"watch", "--"},
+     {"--help", "--version", "--host", "--port", "--timeout", "--retries", "--crc8", "--json",
+      "--verbose", "--pcap", "--yes", "--interval", "--count"}},
+    {{"watch", "--count", "3", "--i"}, {"--interval"}},
+};
+
+TEST(Completion, OffersWhatFits) {
+    write_file("/tmp/file.pcap", "");
+    write_file("/tmp/file one", "");
+    for (const Completion& each : kCompletions)
+        EXPECT_THAT(completed(each.words), testing::UnorderedElementsAreArray(each.offers))
+            << testing::PrintToString(each.words);
+}
+
+TEST(Completion, OffersEveryParameter) {
+    Words names;
+    Words readable;
+    const Words golden = lines_of(read_file(ZONDAR_SOURCE_DIR "/tests/zondarctl/list.golden"));
+    for (std::size_t i = 1; i < golden.size(); ++i) {
+        names.push_back(golden[i].substr(0, golden[i].find(' ')));
+        if (golden[i].find(" nowhere") == std::string::npos)
+            readable.push_back(names.back());
+    }
+    EXPECT_EQ(names.size(), 73);
+    EXPECT_THAT(completed({"set", ""}), ElementsAreArray(names));
+    EXPECT_EQ(readable.size(), 71);
+    EXPECT_THAT(completed({"get", ""}), ElementsAreArray(readable));
+}
+
+Words long_options(const std::string& help) {
+    Words options;
+    for (const std::string& option : named_below("Options:", help)) {
+        const std::size_t at = option.find("--");
+        if (at != std::string::npos)
+            options.push_back(option.substr(at));
+    }
+    return options;
+}
+
+// Nothing that the tool's help has is forgotten.
+TEST(Completion, OffersEveryCommandAndOption) {
+    EXPECT_THAT(completed({""}), ElementsAreArray(named_below("Subcommands:", help_of({}))));
+    EXPECT_THAT(completed({"slave", ""}),
+                ElementsAreArray(named_below("Subcommands:", help_of({"slave"}))));
+    EXPECT_THAT(completed({"db", ""}),
+                ElementsAreArray(named_below("Subcommands:", help_of({"db"}))));
+    const Words of_all = long_options(help_of({}));
+    EXPECT_THAT(completed({"-"}), ElementsAreArray(of_all));
+    for (Words words : all_commands()) {
+        SCOPED_TRACE(words.back());
+        Words options = of_all;
+        for (const std::string& option : long_options(help_of(words))) {
+            if (option != "--help")
+                options.push_back(option);
+        }
+        words.emplace_back("--");
+        EXPECT_THAT(completed(words), ElementsAreArray(options));
+    }
+}
+
+}  // namespace
+
+}  // namespace zondarctl

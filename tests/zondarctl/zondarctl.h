@@ -1,0 +1,24 @@
+// The tool as its users run it.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/program.h"
+
+// Runs `zondarctl WORDS...`.
+ProgramRun run_zondarctl(const std::vector<std::string>& words, const std::string& input = "");
+ProgramRun zondarctl_on_terminal(const std::vector<std::string>& words,
+                                 const std::string& typed = "");
+
+// Its path.
+std::string zondarctl_path();
+
+// With --json: the object that it printed. Fails the test when that is not exactly one, or when the
+// exit status is another.
+nlohmann::ordered_json json_of(const std::vector<std::string>& words, int status = 0);
+
+// What was printed, line by line.
+std::vector<std::string> lines_of(const std::string& text);

@@ -1,0 +1,8 @@
+// Prints docs/commands.json.
+#include <fmt/format.h>
+
+#include "zondarctl/commands.h"
+
+int main() {
+    fmt::print("{}\n", zondarctl::catalogue().dump(2));
+}

@@ -1,0 +1,216 @@
+#include "zondarctl/report.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+#include "master/bytes.h"
+
+namespace zondarctl {
+
+namespace {
+
+constexpr int kSchema = 1;
+
+struct StageRow {
+    Stage stage;
+    const char* name;
+    Status status;
+};
+
+constexpr StageRow kStages[] = {
+    {Stage::lock, "lock", kLocked},              //
+    {Stage::connect, "connect", kNoConnection},  //
+    {Stage::answer, "answer", kNoAnswer},        //
+    {Stage::code, "code", kWrongCode},           //
+    {Stage::sequence, "sequence", kWrongSequence},
+    {Stage::command, "command", kOtherCommand},
+    {Stage::refused, "refused", kRefusedOrDifferent},
+};
+
+// The first character of a text in UTF-8.
+struct Character {
+    std::size_t length;  // in bytes; 0 when the text begins with none
+    wchar_t code;
+};
+
+Character first_character(std::string_view text) {
+    static const locale_t kUtf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const locale_t before = uselocale(kUtf8);
+    std::mbstate_t state{};
+    wchar_t code = 0;
+    const std::size_t length = std::mbrtowc(&code, text.data(), text.size(), &state);
+    uselocale(before);
+    constexpr auto kNone = static_cast<std::size_t>(-2);
+    // The library takes the longer sequences of old, too.
+    constexpr wchar_t kLast = 0x10FFFF;
+    const bool surrogate = code >= 0xD800 && code < 0xE000;
+    if (length >= kNone || surrogate || code > kLast)
+        return {0, 0};
+    return {std::max<std::size_t>(length, 1), code};  // a NUL has the length 0
+}
+
+bool is_utf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = first_character(text).length;
+        if (length == 0)
+            return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+// Of ASCII and of the block behind it.
+bool is_control(wchar_t code) {
+    return code < 0x20 || (code >= 0x7F && code < 0xA0);
+}
+
+// Columns on the screen: characters, not bytes.
+std::size_t width_of(std::string_view text) {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(text, [](unsigned char c) { return (c & 0xC0U) != 0x80; }));
+}
+
+std::string aligned(const std::vector<TextLine>& lines, bool color) {
+    std::string text;
+    for (std::size_t first = 0; first < lines.size();) {
+        const std::size_t count = lines[first].cells.size();
+        std::size_t end = first;
+        std::vector<std::size_t> widths(count);
+        for (; end < lines.size() && lines[end].cells.size() == count; ++end) {
+            for (std::size_t i = 0; i < count; ++i)
+                widths[i] = std::max(widths[i], width_of(lines[end].cells[i]));
+        }
+        for (; first < end; ++first) {
+            std::string line;
+            for (std::size_t i = 0; i < count; ++i) {
+                const std::string& cell = lines[first].cells[i];
+                line += cell;
+                line.append(i + 1 < count ? widths[i] - width_of(cell) + 2 : 0, ' ');
+            }
+            line.erase(line.find_last_not_of(' ') + 1);
+            constexpr const char* kLooks[] = {"", "\033[1m", "\033[1;31m"};
+            const auto look = static_cast<std::size_t>(lines[first].look);
+            const bool looks = color && look != 0;
+            text +=
+                fmt::format("{}{}{}\n", looks ? kLooks[look] : "", line, looks ? "\033[0m" : "");
+        }
+    }
+    return text;
+}
+
+Json envelope(const Report& report, std::string_view command,
+              const std::optional<std::string>& target,
+              std::chrono::steady_clock::duration elapsed) {
+    Json object = {{"schema", kSchema}};
+    object["target"] = target ? Json(*target) : Json();
+    object["command"] = command;
+    object["ok"] = !report.error;
+    object["elapsed_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
+    object["data"] = report.data;
+    if (report.error) {
+        Json error = {{"stage", report.error->stage}};
+        put_text(error, "message", report.error->message);
+        object["error"] = error;
+    }
+    return object;
+}
+
+void put_error(const std::string& message) {
+    write_text(stderr, fmt::format("zondarctl: {}\n", printable(message)));
+}
+
+}  // namespace
+
+void Report::fail(const Failure& failure) {
+    const auto* const row = std::ranges::find(kStages, failure.stage(), &StageRow::stage);
+    fail(row->status, row->name, failure.what());
+}
+
+void Report::fail(int new_status, const std::string& stage, const std::string& message) {
+    status = new_status;
+    error = Error{stage, message};
+}
+
+bool color_wanted() {
+    const char* const refused = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+}
+
+void print(const Report& report, std::string_view command, const std::optional<std::string>& target,
+           std::chrono::steady_clock::duration elapsed, const Style& style) {
+    const std::string text = style.json ? envelope(report, command, target, elapsed)
+                                                  .dump(style.compact ? -1 : 2, ' ', false,
+                                                        Json::error_handler_t::replace) +
+                                              "\n"
+                                        : aligned(report.lines, style.color);
+    if (!write_text(stdout, text))
+        put_error(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
+    if (report.error)
+        put_error(report.error->message);
+}
+
+bool write_text(std::FILE* stream, std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size() &&
+           std::fflush(stream) == 0;
+}
+
+std::string printable(std::string_view text) {
+    std::string shown;
+    while (!text.empty()) {
+        const Character character = first_character(text);
+        const std::string_view bytes = text.substr(0, std::max<std::size_t>(character.length, 1));
+        if (character.length == 0 || is_control(character.code)) {
+            for (const char byte : bytes)
+                shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
+        } else {
+            shown += bytes;
+        }
+        text.remove_prefix(bytes.size());
+    }
+    return shown;
+}
+
+void put_text(Json& object, const std::string& key, const std::string& text) {
+    object[key] = text;
+    if (!is_utf8(text))
+        object[key + "_hex"] = hex_digits(Bytes(text.begin(), text.end()));
+}
+
+void put_item(Json& object, const std::string& key, const Item& item) {
+    if (const auto* const text = std::get_if<std::string>(&item.value))
+        put_text(object, key, *text);
+    else if (const auto* const number = std::get_if<std::int64_t>(&item.value))
+        object[key] = *number;
+    else
+        object[key] = std::get<bool>(item.value);
+}
+
+Json to_json(const Items& items) {
+    Json object = Json::object();
+    for (const Item& item : items)
+        put_item(object, item.name, item);
+    return object;
+}
+
+std::string shown(const Item& item) {
+    if (const auto* const text = std::get_if<std::string>(&item.value))
+        return printable(*text);
+    if (const auto* const number = std::get_if<std::int64_t>(&item.value))
+        return std::to_string(*number);
+    return std::get<bool>(item.value) ? "yes" : "no";
+}
+
+void put_lines(Report& report, const Items& items) {
+    for (const Item& item : items)
+        report.line({item.name, shown(item)});
+}
+
+}  // namespace zondarctl
