@@ -35,14 +35,16 @@ struct Row {
     const mensaje* odd;
 };
 
+// clang-format off
 constexpr Row kRequests[] = {
-    {"status", &kStatus, &kStatus},                          //
-    {"block1", &kBlock1, &kBlock1},                          //
-    {"block2", &kBlock2, &kBlock2},                          //
-    {"write", &kWrites[0], &kWrites[1]},                     //
-    {"write_unchanged", &kUnchanged, &kUnchanged},           //
-    {"identification", &kIdentification, &kIdentification},  //
+    {"status", &kStatus, &kStatus},
+    {"block1", &kBlock1, &kBlock1},
+    {"block2", &kBlock2, &kBlock2},
+    {"write", &kWrites[0], &kWrites[1]},
+    {"write_unchanged", &kUnchanged, &kUnchanged},
+    {"identification", &kIdentification, &kIdentification},
 };
+// clang-format on
 
 int record(unsigned /*kind*/, void* statements, void* statement, void* /*text*/) {
     auto* const handle = static_cast<sqlite3_stmt*>(statement);

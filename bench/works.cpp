@@ -103,22 +103,24 @@ struct Loop {
     void (*once)();
 };
 
+// clang-format off
 constexpr Loop kLoops[] = {
-    {"get_EntradaAV", [] { get_EntradaAV(EAV_BITRATE, 0); }},                      //
-    {"get_ServiciosSalida", [] { get_ServiciosSalida(SS_SID, 0); }},               //
-    {"get_RFOut", [] { get_RFOut(RFO_FRECUENCIA, 1); }},                           //
-    {"get_EsclavosModulo", [] { get_EsclavosModulo(EM_UPGRADE, 1); }},             //
-    {"get_service_state", [] { get_service_state(ST_TIPO_1, 0); }},                //
-    {"get_alarmas", [] { get_alarmas_estado_valor("alarma_hw", MODO_BINARIO); }},  //
-    {"send", [] { send(0); }},                                                     //
-    {"send.bare", [] { plain_send(false); }},                                      //
-    {"send_crc8", [] { send(1); }},                                                //
-    {"send_crc8.bare", [] { plain_send(true); }},                                  //
-    {"receive", [] { receive(0); }},                                               //
-    {"receive.bare", [] { plain_receive(false); }},                                //
-    {"receive_crc8", [] { receive(1); }},                                          //
-    {"receive_crc8.bare", [] { plain_receive(true); }},                            //
+    {"get_EntradaAV", [] { get_EntradaAV(EAV_BITRATE, 0); }},
+    {"get_ServiciosSalida", [] { get_ServiciosSalida(SS_SID, 0); }},
+    {"get_RFOut", [] { get_RFOut(RFO_FRECUENCIA, 1); }},
+    {"get_EsclavosModulo", [] { get_EsclavosModulo(EM_UPGRADE, 1); }},
+    {"get_service_state", [] { get_service_state(ST_TIPO_1, 0); }},
+    {"get_alarmas", [] { get_alarmas_estado_valor("alarma_hw", MODO_BINARIO); }},
+    {"send", [] { send(0); }},
+    {"send.bare", [] { plain_send(false); }},
+    {"send_crc8", [] { send(1); }},
+    {"send_crc8.bare", [] { plain_send(true); }},
+    {"receive", [] { receive(0); }},
+    {"receive.bare", [] { plain_receive(false); }},
+    {"receive_crc8", [] { receive(1); }},
+    {"receive_crc8.bare", [] { plain_receive(true); }},
 };
+// clang-format on
 
 // False when there is no work of the name.
 bool repeat(std::string_view name, int count) {

@@ -5,15 +5,18 @@
 namespace {
 
 using Record = queltdb::tBitrate_Nulos;
+using enum Record::Place;
 
+// clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
-    {BN_SEL_0, &Record::Nivel, nullptr},       //
-    {BN_SEL_1, &Record::Porcentaje, nullptr},  //
-    {BN_SEL_2, &Record::Canal_2, nullptr},     //
-    {BN_SEL_3, &Record::Total, nullptr},       //
-    {BN_SEL_4, &Record::Canal_1, nullptr},     //
+    {BN_SEL_0, Nivel},
+    {BN_SEL_1, Porcentaje},
+    {BN_SEL_2, Canal_2},
+    {BN_SEL_3, Total},
+    {BN_SEL_4, Canal_1},
 };
-static_assert(complete<IntegerColumn<Record>>(kIntegers, BN_SEL_4));
+static_assert(complete(kIntegers, BN_SEL_4));
+// clang-format on
 
 constexpr Family<Record> kFamily = {
     .database = TempDB,

@@ -5,29 +5,32 @@
 namespace {
 
 using Record = queltdb::tConfiguracionGen;
+using enum Record::Place;
 
+// clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
-    {CG_MODO_ENTRADA, COLUMN(Modo_Entrada)},  //
-    {CG_MODO_SALIDA, COLUMN(Modo_Salida)},    //
-    {CG_ATENUACION, COLUMN(Atenuacion)},      //
-    {CG_PLAYER_MODE, COLUMN(Player_Mode)},    //
-    {CG_IP_DHCP, COLUMN(Ip_Dhcp)},            //
-    {CG_LCD_BLOQUEO, COLUMN(Lcd_Bloqueo)},    //
-    {CG_SUBTIMEZONE, COLUMN(Subtimezone)},    //
+    {CG_MODO_ENTRADA, Modo_Entrada},
+    {CG_MODO_SALIDA, Modo_Salida},
+    {CG_ATENUACION, Atenuacion},
+    {CG_PLAYER_MODE, Player_Mode},
+    {CG_IP_DHCP, Ip_Dhcp},
+    {CG_LCD_BLOQUEO, Lcd_Bloqueo},
+    {CG_SUBTIMEZONE, Subtimezone},
 };
-static_assert(complete<IntegerColumn<Record>>(kIntegers, CG_SUBTIMEZONE));
+static_assert(complete(kIntegers, CG_SUBTIMEZONE) && writable(kIntegers));
 
 constexpr TextColumn<Record> kTexts[] = {
-    {CGS_IP_ADDRESS, COLUMN(Ip_Address), Copy::bounded},          //
-    {CGS_IP_MASK, COLUMN(Ip_Mask), Copy::bounded},                //
-    {CGS_IP_GATEWAY, COLUMN(Ip_Gateway), Copy::bounded},          //
-    {CGS_COUNTRY, COLUMN(Country), Copy::terminated},             //
-    {CGS_LANGUAGE, COLUMN(Language), Copy::terminated},           //
-    {CGS_IDTIMEZONE, COLUMN(Idtimezone), Copy::terminated},       //
-    {CGS_CODTIMEZONE, COLUMN(Codtimezone), Copy::terminated},     //
-    {CGS_LCD_CODBLOQUEO, COLUMN(Lcd_Codbloqueo), Copy::bounded},  //
+    {CGS_IP_ADDRESS, Ip_Address, Copy::bounded},
+    {CGS_IP_MASK, Ip_Mask, Copy::bounded},
+    {CGS_IP_GATEWAY, Ip_Gateway, Copy::bounded},
+    {CGS_COUNTRY, Country, Copy::terminated},
+    {CGS_LANGUAGE, Language, Copy::terminated},
+    {CGS_IDTIMEZONE, Idtimezone, Copy::terminated},
+    {CGS_CODTIMEZONE, Codtimezone, Copy::terminated},
+    {CGS_LCD_CODBLOQUEO, Lcd_Codbloqueo, Copy::bounded},
 };
-static_assert(complete<TextColumn<Record>>(kTexts, CGS_LCD_CODBLOQUEO));
+static_assert(complete(kTexts, CGS_LCD_CODBLOQUEO) && writable(kTexts));
+// clang-format on
 
 constexpr Family<Record> kFamily = {
     .database = ConfDB,

@@ -5,35 +5,38 @@
 namespace {
 
 using Record = queltdb::tEntradaAV;
+using enum Record::Place;
 
+// clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
-    {EAV_BRILLO, COLUMN(Brillo)},                                              //
-    {EAV_CONTRASTE, COLUMN(Contraste)},                                        //
-    {EAV_SATURACION, COLUMN(Saturacion)},                                      //
-    {EAV_SHARPNESS, COLUMN(Sharpness)},                                        //
-    {EAV_VIDEO_ENC_STANDARD, COLUMN(Video_Enc_Standard)},                      //
-    {EAV_VIDEO_ASPECT_RATIO, COLUMN(Video_Aspect_Ratio)},                      //
-    {EAV_BITRATE, COLUMN(Bitrate)},                                            //
-    {EAV_REMUX_AV, COLUMN(Remux_Av)},                                          //
-    {EAV_PID_VIDEO_CH, COLUMN(Pid_Video_Ch)},                                  //
-    {EAV_PID_AUDIO_CH, COLUMN(Pid_Audio_Ch)},                                  //
-    {EAV_PID_PCR_CH, COLUMN(Pid_Pcr_Ch)},                                      //
-    {EAV_FILTER_MODE, COLUMN(Filter_Mode)},                                    //
-    {EAV_AUDIO_BITRATE, COLUMN(Audio_Bitrate)},                                //
-    {EAV_AUDIO_ENC_STANDARD, COLUMN(Audio_Enc_Standard)},                      //
-    {EAV_LOW_LATENCY, COLUMN(Low_Latency)},                                    //
-    {EAV_PROFILE, COLUMN(Profile)},                                            //
-    {EAV_LEVEL, COLUMN(Level)},                                                //
-    {EAV_REMOTE_AUDIO_SAMPLING_RATE, COLUMN(Remote_Audio_Sampling_Rate)},      //
-    {EAV_REMOTE_NEEDS_RELOAD_FIRMWARE, COLUMN(Remote_Needs_Reload_Firmware)},  //
-    {EAV_REMOTE_SISTEMA_TV, COLUMN(Remote_Sistema_TV)},                        //
-    {EAV_REMOTE_STOP, COLUMN(Remote_Stop)},                                    //
-    {EAV_REMOTE_VIDEO_PRESENT, COLUMN(Remote_Video_Present)},                  //
-    {EAV_REMOTE_AUDIO_PRESENT, COLUMN(Remote_Audio_Present)},                  //
-    {EAV_REMOTE_MODO_SALIDA, COLUMN(Remote_Modo_Salida)},                      //
-    {EAV_ESTADOPENDIENTERE, COLUMN(EstadoPendienteRE)},                        //
+    {EAV_BRILLO, Brillo},
+    {EAV_CONTRASTE, Contraste},
+    {EAV_SATURACION, Saturacion},
+    {EAV_SHARPNESS, Sharpness},
+    {EAV_VIDEO_ENC_STANDARD, Video_Enc_Standard},
+    {EAV_VIDEO_ASPECT_RATIO, Video_Aspect_Ratio},
+    {EAV_BITRATE, Bitrate},
+    {EAV_REMUX_AV, Remux_Av},
+    {EAV_PID_VIDEO_CH, Pid_Video_Ch},
+    {EAV_PID_AUDIO_CH, Pid_Audio_Ch},
+    {EAV_PID_PCR_CH, Pid_Pcr_Ch},
+    {EAV_FILTER_MODE, Filter_Mode},
+    {EAV_AUDIO_BITRATE, Audio_Bitrate},
+    {EAV_AUDIO_ENC_STANDARD, Audio_Enc_Standard},
+    {EAV_LOW_LATENCY, Low_Latency},
+    {EAV_PROFILE, Profile},
+    {EAV_LEVEL, Level},
+    {EAV_REMOTE_AUDIO_SAMPLING_RATE, Remote_Audio_Sampling_Rate},
+    {EAV_REMOTE_NEEDS_RELOAD_FIRMWARE, Remote_Needs_Reload_Firmware},
+    {EAV_REMOTE_SISTEMA_TV, Remote_Sistema_TV},
+    {EAV_REMOTE_STOP, Remote_Stop},
+    {EAV_REMOTE_VIDEO_PRESENT, Remote_Video_Present},
+    {EAV_REMOTE_AUDIO_PRESENT, Remote_Audio_Present},
+    {EAV_REMOTE_MODO_SALIDA, Remote_Modo_Salida},
+    {EAV_ESTADOPENDIENTERE, EstadoPendienteRE},
 };
-static_assert(complete<IntegerColumn<Record>>(kIntegers, EAV_ESTADOPENDIENTERE));
+static_assert(complete(kIntegers, EAV_ESTADOPENDIENTERE) && writable(kIntegers));
+// clang-format on
 
 constexpr Family<Record> kFamily = {
     .database = ConfDB,

@@ -5,24 +5,27 @@
 namespace {
 
 using Record = queltdb::tEsclavosModulo;
+using enum Record::Place;
 
+// clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
-    {EM_ESTADO, COLUMN(Estado)},                //
-    {EM_RESET_FACTORY, COLUMN(Reset_Factory)},  //
-    {EM_UPGRADE, COLUMN(Upgrade)},              //
-    {EM_MASTER, COLUMN(Master)},                //
+    {EM_ESTADO, Estado},
+    {EM_RESET_FACTORY, Reset_Factory},
+    {EM_UPGRADE, Upgrade},
+    {EM_MASTER, Master},
 };
-static_assert(complete<IntegerColumn<Record>>(kIntegers, EM_MASTER));
+static_assert(complete(kIntegers, EM_MASTER) && writable(kIntegers));
 
 constexpr TextColumn<Record> kTexts[] = {
-    {EMS_MAC, COLUMN(MAC)},              //
-    {EMS_HOSTNAME, COLUMN(Hostname)},    //
-    {EMS_SERIAL, COLUMN(Serial)},        //
-    {EMS_MODELO, COLUMN(Modelo)},        //
-    {EMS_IP, COLUMN(IP)},                //
-    {EMS_SWVERSION, COLUMN(SWVersion)},  //
+    {EMS_MAC, MAC},
+    {EMS_HOSTNAME, Hostname},
+    {EMS_SERIAL, Serial},
+    {EMS_MODELO, Modelo},
+    {EMS_IP, IP},
+    {EMS_SWVERSION, SWVersion},
 };
-static_assert(complete<TextColumn<Record>>(kTexts, EMS_SWVERSION));
+static_assert(complete(kTexts, EMS_SWVERSION) && writable(kTexts));
+// clang-format on
 
 constexpr Family<Record> kFamily = {
     .database = ConfDB,
@@ -49,12 +52,11 @@ int setstr_EsclavosModulo(e_str_EsclavosModulo selector, int slave, const char* 
 }
 
 int get_EsclavosModuloIdByMAC(const char* MAC) {
-    std::vector<Record*>* const slaves = Record::doSelect(ConfDB, nullptr);
+    const queltdb::List<Record> slaves(Record::doSelect(ConfDB, nullptr));
     if (slaves->empty()) {
         Record slave;
         slave.setMAC(queltdb::tSqlite3parent(text_within(MAC, kMacSize).c_str()));
         slave.insert(ConfDB);
     }
-    Record::eliminaListaResultados(slaves);
     return 1;
 }

@@ -5,26 +5,29 @@
 namespace {
 
 using Record = queltdb::tIPOut;
+using enum Record::Place;
 
+// clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
-    {IPO_IP_OFF, COLUMN(Ip_Off)},        //
-    {IPO_PROTOCOLO, COLUMN(Protocolo)},  //
-    {IPO_QOS, COLUMN(Qos)},              //
-    {IPO_TTL, COLUMN(Ttl)},              //
-    {IPO_SAP_MODE, COLUMN(SAP_Mode)},    //
-    {IPO_SAP_TIME, COLUMN(SAP_Time)},    //
-    {IPO_VLAN_MODE, COLUMN(Vlan_Mode)},  //
-    {IPO_VLAN_ID, COLUMN(Vlan_Id)},      //
-    {IPO_VLAN_TPID, COLUMN(Vlan_Tpid)},  //
-    {IPO_MPTS_MODE, COLUMN(Mpts_Mode)},  //
+    {IPO_IP_OFF, Ip_Off},
+    {IPO_PROTOCOLO, Protocolo},
+    {IPO_QOS, Qos},
+    {IPO_TTL, Ttl},
+    {IPO_SAP_MODE, SAP_Mode},
+    {IPO_SAP_TIME, SAP_Time},
+    {IPO_VLAN_MODE, Vlan_Mode},
+    {IPO_VLAN_ID, Vlan_Id},
+    {IPO_VLAN_TPID, Vlan_Tpid},
+    {IPO_MPTS_MODE, Mpts_Mode},
 };
-static_assert(complete<IntegerColumn<Record>>(kIntegers, IPO_MPTS_MODE));
+static_assert(complete(kIntegers, IPO_MPTS_MODE) && writable(kIntegers));
 
 constexpr TextColumn<Record> kTexts[] = {
-    {IPOS_SAP_IP, COLUMN(SAP_Ip), Copy::bounded},         //
-    {IPOS_SAP_USER, COLUMN(SAP_User), Copy::terminated},  //
+    {IPOS_SAP_IP, SAP_Ip, Copy::bounded},
+    {IPOS_SAP_USER, SAP_User, Copy::terminated},
 };
-static_assert(complete<TextColumn<Record>>(kTexts, IPOS_SAP_USER));
+static_assert(complete(kTexts, IPOS_SAP_USER) && writable(kTexts));
+// clang-format on
 
 constexpr Family<Record> kFamily = {
     .database = ConfDB,

@@ -5,18 +5,21 @@
 namespace {
 
 using Record = queltdb::tRFOut;
+using enum Record::Place;
 
+// clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
-    {RFO_COFDM_OFF, COLUMN(Cofdm_Off)},                //
-    {RFO_CANAL_SALIDA, COLUMN(Canal_Salida)},          //
-    {RFO_FRECUENCIA, COLUMN(Frecuencia)},              //
-    {RFO_MODO_OFDM, COLUMN(Modo_OFDM)},                //
-    {RFO_ANCHO_BANDA, COLUMN(Ancho_Banda)},            //
-    {RFO_INTERVALO_GUARDA, COLUMN(Intervalo_Guarda)},  //
-    {RFO_CONSTELACION, COLUMN(Constelacion)},          //
-    {RFO_CODE_RATE, COLUMN(Code_Rate)},                //
+    {RFO_COFDM_OFF, Cofdm_Off},
+    {RFO_CANAL_SALIDA, Canal_Salida},
+    {RFO_FRECUENCIA, Frecuencia},
+    {RFO_MODO_OFDM, Modo_OFDM},
+    {RFO_ANCHO_BANDA, Ancho_Banda},
+    {RFO_INTERVALO_GUARDA, Intervalo_Guarda},
+    {RFO_CONSTELACION, Constelacion},
+    {RFO_CODE_RATE, Code_Rate},
 };
-static_assert(complete<IntegerColumn<Record>>(kIntegers, RFO_CODE_RATE));
+static_assert(complete(kIntegers, RFO_CODE_RATE) && writable(kIntegers));
+// clang-format on
 
 constexpr Family<Record> kFamily = {
     .database = ConfDB,

@@ -5,22 +5,25 @@
 namespace {
 
 using Record = queltdb::tRed;
+using enum Record::Place;
 
+// clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
-    {RED_NID, COLUMN(NID)},                    //
-    {1, nullptr, nullptr},                     // none
-    {2, nullptr, nullptr},                     // none
-    {RED_NIT_PATRON, COLUMN(NIT_Patron)},      //
-    {RED_LCN_MODE, COLUMN(LCN_Mode)},          //
-    {RED_INSERTAR_TDT, COLUMN(Insertar_TDT)},  //
+    {RED_NID, NID},
+    {1, std::nullopt},
+    {2, std::nullopt},
+    {RED_NIT_PATRON, NIT_Patron},
+    {RED_LCN_MODE, LCN_Mode},
+    {RED_INSERTAR_TDT, Insertar_TDT},
 };
-static_assert(complete<IntegerColumn<Record>>(kIntegers, RED_INSERTAR_TDT));
+static_assert(complete(kIntegers, RED_INSERTAR_TDT) && writable(kIntegers));
 
 constexpr TextColumn<Record> kTexts[] = {
-    {REDS_NETWORKNAME, COLUMN(NetworkName), Copy::terminated},  //
-    {REDS_PROVEEDOR, COLUMN(Proveedor), Copy::terminated},      //
+    {REDS_NETWORKNAME, NetworkName, Copy::terminated},
+    {REDS_PROVEEDOR, Proveedor, Copy::terminated},
 };
-static_assert(complete<TextColumn<Record>>(kTexts, REDS_PROVEEDOR));
+static_assert(complete(kTexts, REDS_PROVEEDOR) && writable(kTexts));
+// clang-format on
 
 constexpr Family<Record> kFamily = {
     .database = ConfDB,

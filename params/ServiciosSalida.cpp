@@ -5,20 +5,23 @@
 namespace {
 
 using Record = queltdb::tServiciosSalida;
+using enum Record::Place;
 
+// clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
-    {SS_LCN, COLUMN(LCN)},                        //
-    {SS_SID, COLUMN(SID)},                        //
-    {SS_IP_PORT_SOURCE, COLUMN(IP_port_source)},  //
+    {SS_LCN, LCN},
+    {SS_SID, SID},
+    {SS_IP_PORT_SOURCE, IP_port_source},
 };
-static_assert(complete<IntegerColumn<Record>>(kIntegers, SS_IP_PORT_SOURCE));
+static_assert(complete(kIntegers, SS_IP_PORT_SOURCE) && writable(kIntegers));
 
 constexpr TextColumn<Record> kTexts[] = {
-    {SSS_NOMBRE, COLUMN(Nombre), Copy::terminated},                     //
-    {SSS_NOMBRE_SAP, COLUMN(Nombre_SAP), Copy::terminated},             //
-    {SSS_IP_ADDRESS_SOURCE, COLUMN(IP_address_source), Copy::bounded},  //
+    {SSS_NOMBRE, Nombre, Copy::terminated},
+    {SSS_NOMBRE_SAP, Nombre_SAP, Copy::terminated},
+    {SSS_IP_ADDRESS_SOURCE, IP_address_source, Copy::bounded},
 };
-static_assert(complete<TextColumn<Record>>(kTexts, SSS_IP_ADDRESS_SOURCE));
+static_assert(complete(kTexts, SSS_IP_ADDRESS_SOURCE) && writable(kTexts));
+// clang-format on
 
 constexpr Family<Record> kFamily = {
     .database = ConfDB,

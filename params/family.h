@@ -3,12 +3,13 @@
 // once, and acts only when the selection is exactly one row.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "params/column_names.h"
 #include "params/databases.h"
@@ -29,43 +30,40 @@ std::string text_within(const char* text, unsigned size);
 
 // A column by its selector: a row of a family's table. Without a column the selector reads 0 and
 // writes nothing.
-template <typename Record>
+template <typename RecordClass>
 struct IntegerColumn {
+    using Record = RecordClass;
+    using Value = queltdb::tSqlite3int;
     int selector;
-    queltdb::tSqlite3parent* Record::*value;
-    void (Record::*set)(queltdb::tSqlite3int);
+    std::optional<typename Record::Place> place;
 };
 
-template <typename Record>
+template <typename RecordClass>
 struct TextColumn {
+    using Record = RecordClass;
+    using Value = queltdb::tSqlite3parent;
     int selector;
-    queltdb::tSqlite3parent* Record::*value;
-    void (Record::*set)(queltdb::tSqlite3parent);
+    std::optional<typename Record::Place> place;
     Copy copy = Copy::terminated;
 };
 
-// The column `name` of the class Record in such a row.
-#define COLUMN(name) &Record::name, &Record::set##name
-
 // True when each row stands at the index of its selector, the last one being `last`.
-template <typename Column>
-constexpr bool complete(std::span<const Column> columns, int last) {
-    for (std::size_t i = 0; i < columns.size(); ++i) {
+template <typename Column, std::size_t Size>
+constexpr bool complete(const Column (&columns)[Size], int last) {
+    for (std::size_t i = 0; i < Size; ++i) {
         if (columns[i].selector != static_cast<int>(i))
             return false;
     }
-    return columns.size() == static_cast<std::size_t>(last) + 1;
+    return Size == static_cast<std::size_t>(last) + 1;
 }
 
-// What such a row's column is called. A record begins with its values, in the order of its columns.
-template <typename Record>
-ColumnName name_of(queltdb::tSqlite3parent* Record::*value) {
-    if (value == nullptr)
-        return {Record::kTable.name, nullptr};
-    const Record record;
-    const auto* const first = reinterpret_cast<queltdb::tSqlite3parent* const*>(&record);
-    const auto index = static_cast<std::size_t>(&(record.*value) - first);
-    return {Record::kTable.name, Record::kColumns[index].name};
+// True when the record class has a setter of the rows' kind for each column.
+template <typename Column, std::size_t Size>
+constexpr bool writable(const Column (&columns)[Size]) {
+    constexpr const auto& kHasSetter = Column::Record::template kHasSetter<typename Column::Value>;
+    return std::ranges::all_of(columns, [](const Column& column) {
+        return !column.place || kHasSetter[static_cast<std::size_t>(*column.place)];
+    });
 }
 
 enum class Outside { ignored, first };  // what a selector outside of the table stands for
@@ -79,7 +77,7 @@ struct Selectors {
     [[nodiscard]] constexpr const Column* find(int selector) const {
         const auto index = static_cast<unsigned>(selector);
         if (index < columns.size())
-            return columns[index].value != nullptr ? &columns[index] : nullptr;
+            return columns[index].place ? &columns[index] : nullptr;
         return outside == Outside::first ? columns.data() : nullptr;
     }
 };
@@ -92,9 +90,6 @@ class OnlyRow {
     template <typename... Arguments>
     explicit OnlyRow(sqlite3* database, const char* clause, Arguments... arguments)
         : database_(database), list_(Record::doSelect(database, clause, arguments...)) {}
-    ~OnlyRow() { Record::eliminaListaResultados(list_); }
-    OnlyRow(const OnlyRow&) = delete;
-    OnlyRow& operator=(const OnlyRow&) = delete;
 
     // False when there is no such row, or more than one.
     explicit operator bool() const { return list_->size() == 1; }
@@ -106,7 +101,7 @@ class OnlyRow {
 
   private:
     sqlite3* database_;
-    std::vector<Record*>* list_;
+    queltdb::List<Record> list_;
 };
 
 template <typename Record>
@@ -124,17 +119,13 @@ struct Family {
         const IntegerColumn<Record>* const column = integers.find(selector);
         if (!row || column == nullptr)
             return 0;
-        return queltdb::textoAEntero(((*row).*column->value)->texto());
+        return queltdb::textoAEntero((*row)[*column->place].value->texto());
     }
 
     [[nodiscard]] ColumnName integer_name(int selector) const {
-        const IntegerColumn<Record>* const column = integers.find(selector);
-        return name_of<Record>(column == nullptr ? nullptr : column->value);
+        return name_of(integers.find(selector));
     }
-    [[nodiscard]] ColumnName text_name(int selector) const {
-        const TextColumn<Record>* const column = texts.find(selector);
-        return name_of<Record>(column == nullptr ? nullptr : column->value);
-    }
+    [[nodiscard]] ColumnName text_name(int selector) const { return name_of(texts.find(selector)); }
 
     // 0, also when the selector stands for no column or the database took nothing; -1 without the
     // row.
@@ -147,7 +138,7 @@ struct Family {
         const OnlyRow<Record> row(database, clause, key);
         const TextColumn<Record>* const column = texts.find(selector);
         if (row && column != nullptr)
-            put_text(((*row).*column->value)->getString(), column->copy, buffer, size);
+            put_text((*row)[*column->place].value->getString(), column->copy, buffer, size);
         else
             put_text({}, Copy::bounded, buffer, size);
     }
@@ -159,13 +150,21 @@ struct Family {
     }
 
   private:
+    template <typename Column>
+    static ColumnName name_of(const Column* column) {
+        const char* const table = Record::kTable.name;
+        if (column == nullptr)
+            return {table, nullptr};
+        return {table, Record::kColumns[static_cast<std::size_t>(*column->place)].name};
+    }
+
     template <typename Column, typename Value>
     int write(const Column* column, const Value& value, Key key) const {
         OnlyRow<Record> row(database, clause, key);
         if (!row)
             return -1;
         if (column != nullptr)
-            ((*row).*column->set)(value);
+            queltdb::assign((*row)[*column->place], value);
         row.write();
         return 0;
     }

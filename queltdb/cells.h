@@ -2,8 +2,10 @@
 // classes themselves are made from the column lists by record.inc.
 #pragma once
 
+#include <memory>
 #include <span>
 #include <utility>
+#include <vector>
 
 #include "queltdb/values.h"
 
@@ -24,6 +26,18 @@ struct Cell {
     tSqlite3parent*& value;  // owned by the record; null in an empty one
     bool& modified;
 };
+
+// Whether the record class has a setter for a column.
+enum Setter { fixed, settable };
+
+template <typename Record>
+struct ListEnd {
+    void operator()(std::vector<Record*>* list) const { Record::eliminaListaResultados(list); }
+};
+
+// Owns the list of a select and the records in it.
+template <typename Record>
+using List = std::unique_ptr<std::vector<Record*>, ListEnd<Record>>;
 
 template <typename Value>
 tSqlite3parent* make(const char* text) {

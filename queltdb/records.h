@@ -5,7 +5,8 @@
 #include <array>
 #include <cstdarg>
 #include <cstddef>
-#include <memory>
+#include <cstdint>
+#include <type_traits>
 #include <utility>
 #include <vector>
 

@@ -15,16 +15,17 @@ const Family kIntegers = {
     .table = "ConfiguracionGen",
     .select = "SELECT * FROM ConfiguracionGen ",
     .keys = {{0, 1}},
-    .selectors =
-        {
-            {0, CG_MODO_ENTRADA, "Modo_Entrada"},  //
-            {1, CG_MODO_SALIDA, "Modo_Salida"},    //
-            {2, CG_ATENUACION, "Atenuacion"},      //
-            {3, CG_PLAYER_MODE, "Player_Mode"},    //
-            {4, CG_IP_DHCP, "Ip_Dhcp"},            //
-            {5, CG_LCD_BLOQUEO, "Lcd_Bloqueo"},    //
-            {6, CG_SUBTIMEZONE, "Subtimezone"},    //
-        },
+    // clang-format off
+    .selectors = {
+        {0, CG_MODO_ENTRADA, "Modo_Entrada"},
+        {1, CG_MODO_SALIDA, "Modo_Salida"},
+        {2, CG_ATENUACION, "Atenuacion"},
+        {3, CG_PLAYER_MODE, "Player_Mode"},
+        {4, CG_IP_DHCP, "Ip_Dhcp"},
+        {5, CG_LCD_BLOQUEO, "Lcd_Bloqueo"},
+        {6, CG_SUBTIMEZONE, "Subtimezone"},
+    },
+    // clang-format on
     .get =
         [](int selector, int /*key*/) {
             return get_ConfiguracionGen(static_cast<e_ConfiguracionGen>(selector));
@@ -39,17 +40,18 @@ const Family kTexts = {
     .table = "ConfiguracionGen",
     .select = "SELECT * FROM ConfiguracionGen ",
     .keys = {{0, 1}},
-    .selectors =
-        {
-            {0, CGS_IP_ADDRESS, "Ip_Address", kBounded},            //
-            {1, CGS_IP_MASK, "Ip_Mask", kBounded},                  //
-            {2, CGS_IP_GATEWAY, "Ip_Gateway", kBounded},            //
-            {3, CGS_COUNTRY, "Country"},                            //
-            {4, CGS_LANGUAGE, "Language", kTerminated, "Country"},  //
-            {5, CGS_IDTIMEZONE, "Idtimezone"},                      //
-            {6, CGS_CODTIMEZONE, "Codtimezone"},                    //
-            {7, CGS_LCD_CODBLOQUEO, "Lcd_Codbloqueo", kBounded},    //
-        },
+    // clang-format off
+    .selectors = {
+        {0, CGS_IP_ADDRESS, "Ip_Address", kBounded},
+        {1, CGS_IP_MASK, "Ip_Mask", kBounded},
+        {2, CGS_IP_GATEWAY, "Ip_Gateway", kBounded},
+        {3, CGS_COUNTRY, "Country"},
+        {4, CGS_LANGUAGE, "Language", kTerminated, "Country"},
+        {5, CGS_IDTIMEZONE, "Idtimezone"},
+        {6, CGS_CODTIMEZONE, "Codtimezone"},
+        {7, CGS_LCD_CODBLOQUEO, "Lcd_Codbloqueo", kBounded},
+    },
+    // clang-format on
     .outside_is_first = true,
     .getstr =
         [](int selector, int /*key*/, std::uint8_t* buffer, int size) {

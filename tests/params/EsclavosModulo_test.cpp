@@ -25,13 +25,14 @@ const Family kIntegers = {
     .select = "SELECT * FROM EsclavosModulo WHERE IdEsclavosModulo='1'",
     .keys =
         {{INT_MIN, -2147483648}, {-1, -1}, {0, 0}, {1, 1}, {2, 2}, {7, 7}, {INT_MAX, 2147483647}},
-    .selectors =
-        {
-            {0, EM_ESTADO, "Estado"},                //
-            {1, EM_RESET_FACTORY, "Reset_Factory"},  //
-            {2, EM_UPGRADE, "Upgrade"},              //
-            {3, EM_MASTER, "Master"},                //
-        },
+    // clang-format off
+    .selectors = {
+        {0, EM_ESTADO, "Estado"},
+        {1, EM_RESET_FACTORY, "Reset_Factory"},
+        {2, EM_UPGRADE, "Upgrade"},
+        {3, EM_MASTER, "Master"},
+    },
+    // clang-format on
     .outside_is_first = true,
     .get = [](int selector,
               int key) { return get_EsclavosModulo(static_cast<e_EsclavosModulo>(selector), key); },
@@ -46,15 +47,16 @@ const Family kTexts = {
     .select = "SELECT * FROM EsclavosModulo WHERE IdEsclavosModulo='1'",
     .keys =
         {{INT_MIN, -2147483648}, {-1, -1}, {0, 0}, {1, 1}, {2, 2}, {7, 7}, {INT_MAX, 2147483647}},
-    .selectors =
-        {
-            {0, EMS_MAC, "MAC"},              //
-            {1, EMS_HOSTNAME, "Hostname"},    //
-            {2, EMS_SERIAL, "Serial"},        //
-            {3, EMS_MODELO, "Modelo"},        //
-            {4, EMS_IP, "IP"},                //
-            {5, EMS_SWVERSION, "SWVersion"},  //
-        },
+    // clang-format off
+    .selectors = {
+        {0, EMS_MAC, "MAC"},
+        {1, EMS_HOSTNAME, "Hostname"},
+        {2, EMS_SERIAL, "Serial"},
+        {3, EMS_MODELO, "Modelo"},
+        {4, EMS_IP, "IP"},
+        {5, EMS_SWVERSION, "SWVersion"},
+    },
+    // clang-format on
     .setstr =
         [](int selector, int key, const char* text, unsigned size) {
             return setstr_EsclavosModulo(static_cast<e_str_EsclavosModulo>(selector), key, text,

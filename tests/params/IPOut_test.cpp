@@ -11,19 +11,20 @@ const Family kIntegers = {
     .table = "IPOut",
     .select = "SELECT * FROM IPOut ",
     .keys = {{0, 1}},
-    .selectors =
-        {
-            {0, IPO_IP_OFF, "Ip_Off"},        //
-            {1, IPO_PROTOCOLO, "Protocolo"},  //
-            {2, IPO_QOS, "Qos"},              //
-            {3, IPO_TTL, "Ttl"},              //
-            {4, IPO_SAP_MODE, "SAP_Mode"},    //
-            {5, IPO_SAP_TIME, "SAP_Time"},    //
-            {6, IPO_VLAN_MODE, "Vlan_Mode"},  //
-            {7, IPO_VLAN_ID, "Vlan_Id"},      //
-            {8, IPO_VLAN_TPID, "Vlan_Tpid"},  //
-            {9, IPO_MPTS_MODE, "Mpts_Mode"},  //
-        },
+    // clang-format off
+    .selectors = {
+        {0, IPO_IP_OFF, "Ip_Off"},
+        {1, IPO_PROTOCOLO, "Protocolo"},
+        {2, IPO_QOS, "Qos"},
+        {3, IPO_TTL, "Ttl"},
+        {4, IPO_SAP_MODE, "SAP_Mode"},
+        {5, IPO_SAP_TIME, "SAP_Time"},
+        {6, IPO_VLAN_MODE, "Vlan_Mode"},
+        {7, IPO_VLAN_ID, "Vlan_Id"},
+        {8, IPO_VLAN_TPID, "Vlan_Tpid"},
+        {9, IPO_MPTS_MODE, "Mpts_Mode"},
+    },
+    // clang-format on
     .get = [](int selector, int /*key*/) { return get_IPOut(static_cast<e_IPOut>(selector)); },
     .set = [](int selector, int /*key*/,
               int value) { return set_IPOut(static_cast<e_IPOut>(selector), value); },
@@ -33,11 +34,12 @@ const Family kTexts = {
     .table = "IPOut",
     .select = "SELECT * FROM IPOut ",
     .keys = {{0, 1}},
-    .selectors =
-        {
-            {0, IPOS_SAP_IP, "SAP_Ip", kBounded},  //
-            {1, IPOS_SAP_USER, "SAP_User"},        //
-        },
+    // clang-format off
+    .selectors = {
+        {0, IPOS_SAP_IP, "SAP_Ip", kBounded},
+        {1, IPOS_SAP_USER, "SAP_User"},
+    },
+    // clang-format on
     .outside_is_first = true,
     .getstr = [](int selector, int /*key*/, std::uint8_t* buffer,
                  int size) { getstr_IPOut(static_cast<e_str_IPOut>(selector), buffer, size); },

@@ -12,15 +12,16 @@ const Family kIntegers = {
     .table = "Red",
     .select = "SELECT * FROM Red ",
     .keys = {{0, 1}},
-    .selectors =
-        {
-            {0, RED_NID, "NID"},                    //
-            {1, 1, nullptr},                        //
-            {2, 2, nullptr},                        //
-            {3, RED_NIT_PATRON, "NIT_Patron"},      //
-            {4, RED_LCN_MODE, "LCN_Mode"},          //
-            {5, RED_INSERTAR_TDT, "Insertar_TDT"},  //
-        },
+    // clang-format off
+    .selectors = {
+        {0, RED_NID, "NID"},
+        {1, 1, nullptr},
+        {2, 2, nullptr},
+        {3, RED_NIT_PATRON, "NIT_Patron"},
+        {4, RED_LCN_MODE, "LCN_Mode"},
+        {5, RED_INSERTAR_TDT, "Insertar_TDT"},
+    },
+    // clang-format on
     .get = [](int selector, int /*key*/) { return get_Red(static_cast<e_Red>(selector)); },
     .set = [](int selector, int /*key*/,
               int value) { return set_Red(static_cast<e_Red>(selector), value); },
@@ -30,11 +31,12 @@ const Family kTexts = {
     .table = "Red",
     .select = "SELECT * FROM Red ",
     .keys = {{0, 1}},
-    .selectors =
-        {
-            {0, REDS_NETWORKNAME, "NetworkName"},  //
-            {1, REDS_PROVEEDOR, "Proveedor"},      //
-        },
+    // clang-format off
+    .selectors = {
+        {0, REDS_NETWORKNAME, "NetworkName"},
+        {1, REDS_PROVEEDOR, "Proveedor"},
+    },
+    // clang-format on
     .outside_is_first = true,
     .getstr = [](int selector, int /*key*/, std::uint8_t* buffer,
                  int size) { getstr_Red(static_cast<e_str_Red>(selector), buffer, size); },

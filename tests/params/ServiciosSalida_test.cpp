@@ -14,12 +14,13 @@ const Family kIntegers = {
     .select = "SELECT * FROM ServiciosSalida WHERE IdServicio='1'",
     .keys =
         {{INT_MIN, -2147483648}, {-1, -1}, {0, 0}, {1, 1}, {2, 2}, {7, 7}, {INT_MAX, 2147483647}},
-    .selectors =
-        {
-            {0, SS_LCN, "LCN"},                        //
-            {1, SS_SID, "SID"},                        //
-            {2, SS_IP_PORT_SOURCE, "IP_port_source"},  //
-        },
+    // clang-format off
+    .selectors = {
+        {0, SS_LCN, "LCN"},
+        {1, SS_SID, "SID"},
+        {2, SS_IP_PORT_SOURCE, "IP_port_source"},
+    },
+    // clang-format on
     .get =
         [](int selector, int key) {
             return get_ServiciosSalida(static_cast<e_ServiciosSalida>(selector), key);
@@ -35,12 +36,13 @@ const Family kTexts = {
     .select = "SELECT * FROM ServiciosSalida WHERE IdServicio='1'",
     .keys =
         {{INT_MIN, -2147483648}, {-1, -1}, {0, 0}, {1, 1}, {2, 2}, {7, 7}, {INT_MAX, 2147483647}},
-    .selectors =
-        {
-            {0, SSS_NOMBRE, "Nombre"},                                  //
-            {1, SSS_NOMBRE_SAP, "Nombre_SAP"},                          //
-            {2, SSS_IP_ADDRESS_SOURCE, "IP_address_source", kBounded},  //
-        },
+    // clang-format off
+    .selectors = {
+        {0, SSS_NOMBRE, "Nombre"},
+        {1, SSS_NOMBRE_SAP, "Nombre_SAP"},
+        {2, SSS_IP_ADDRESS_SOURCE, "IP_address_source", kBounded},
+    },
+    // clang-format on
     .getstr =
         [](int selector, int key, std::uint8_t* buffer, int size) {
             getstr_ServiciosSalida(static_cast<e_str_ServiciosSalida>(selector), key, buffer, size);

@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -84,13 +85,24 @@ TEST(Complete, FindsColumnsThatDoNotStandAtTheirSelector) {
     constexpr Column kInOrder[] = {{0}, {1}, {2}};
     constexpr Column kSwapped[] = {{0}, {2}, {1}};
     constexpr Column kShifted[] = {{1}, {2}, {3}};
-    EXPECT_TRUE(complete<Column>(kInOrder, 2));
-    EXPECT_FALSE(complete<Column>(kInOrder, 3));
-    EXPECT_FALSE(complete<Column>(kInOrder, 1));
-    EXPECT_FALSE(complete<Column>(kSwapped, 1));
-    EXPECT_FALSE(complete<Column>(kSwapped, 2));
-    EXPECT_FALSE(complete<Column>(kShifted, 3));
-    EXPECT_FALSE(complete<Column>(kShifted, 2));
+    EXPECT_TRUE(complete(kInOrder, 2));
+    EXPECT_FALSE(complete(kInOrder, 3));
+    EXPECT_FALSE(complete(kInOrder, 1));
+    EXPECT_FALSE(complete(kSwapped, 1));
+    EXPECT_FALSE(complete(kSwapped, 2));
+    EXPECT_FALSE(complete(kShifted, 3));
+    EXPECT_FALSE(complete(kShifted, 2));
+}
+
+TEST(Writable, FindsColumnsWithoutASetterOfTheirKind) {
+    using Record = queltdb::tAlarmasEstado;
+    using enum Record::Place;
+    EXPECT_TRUE(writable<IntegerColumn<Record>>({{0, EstadoPendienteRE}, {1, std::nullopt}}));
+    EXPECT_FALSE(writable<IntegerColumn<Record>>({{0, EstadoPendienteRE}, {1, EstadoPendienteWR}}));
+    EXPECT_FALSE(writable<IntegerColumn<Record>>({{0, valor}}));
+    EXPECT_TRUE(writable<TextColumn<Record>>({{0, valor}}));
+    EXPECT_FALSE(writable<TextColumn<Record>>({{0, nombre}}));
+    EXPECT_FALSE(writable<TextColumn<Record>>({{0, EstadoPendienteRE}}));
 }
 
 TEST(ColumnName, IsNullWhereTheSelectorStandsForNoColumn) {

@@ -135,26 +135,28 @@ std::string name_of(const Setting& setting) {
            " given " + (setting.given == nullptr ? "null" : setting.given);
 }
 
+// clang-format off
 constexpr Setting kSettings[] = {
-    {Setting::text, "5", "5", false},         //
-    {Setting::text, "5", "6", true},          //
-    {Setting::text, "05", "5", true},         // compared as texts, not as numbers
-    {Setting::text, "5", " 5", true},         //
-    {Setting::text, "text", "texT", true},    //
-    {Setting::text, "text", "tex", true},     //
-    {Setting::text, "text", "texts", true},   //
-    {Setting::text, "text", "", true},        //
-    {Setting::text, "text", nullptr, true},   //
-    {Setting::text, "", "text", true},        //
-    {Setting::text, "", "", false},           //
-    {Setting::text, "", nullptr, false},      // the text of a null is empty
-    {Setting::null, nullptr, "5", true},      //
-    {Setting::null, nullptr, "", true},       //
-    {Setting::null, nullptr, nullptr, true},  //
-    {Setting::none, nullptr, "5", true},      //
-    {Setting::none, nullptr, "", true},       //
-    {Setting::none, nullptr, nullptr, true},  //
+    {Setting::text, "5", "5", false},
+    {Setting::text, "5", "6", true},
+    {Setting::text, "05", "5", true},  // compared as texts, not as numbers
+    {Setting::text, "5", " 5", true},
+    {Setting::text, "text", "texT", true},
+    {Setting::text, "text", "tex", true},
+    {Setting::text, "text", "texts", true},
+    {Setting::text, "text", "", true},
+    {Setting::text, "text", nullptr, true},
+    {Setting::text, "", "text", true},
+    {Setting::text, "", "", false},
+    {Setting::text, "", nullptr, false},  // the text of a null is empty
+    {Setting::null, nullptr, "5", true},
+    {Setting::null, nullptr, "", true},
+    {Setting::null, nullptr, nullptr, true},
+    {Setting::none, nullptr, "5", true},
+    {Setting::none, nullptr, "", true},
+    {Setting::none, nullptr, nullptr, true},
 };
+// clang-format on
 
 template <typename Record>
 Record record_for(const Setting& setting) {

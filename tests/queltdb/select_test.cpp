@@ -23,7 +23,7 @@ using testing::IsEmpty;
 
 struct Selection {
     const char* name;
-    std::function<List<tAlarmasEstado>(sqlite3*)> run;
+    std::function<queltdb::List<tAlarmasEstado>(sqlite3*)> run;
     std::string statement;
 };
 

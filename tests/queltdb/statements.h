@@ -24,12 +24,9 @@ using Rows = std::vector<Row>;
 inline const Printed kNothing{};
 inline const std::string kSubstituted = "[DEBUG_DB]update: sustituido caracter % por espacio\n";
 
-template <typename Record>
-using List = std::unique_ptr<std::vector<Record*>, decltype(&Record::eliminaListaResultados)>;
-
 template <typename Record, typename... Arguments>
-List<Record> select(sqlite3* db, const char* clause, Arguments... arguments) {
-    return {Record::doSelect(db, clause, arguments...), Record::eliminaListaResultados};
+queltdb::List<Record> select(sqlite3* db, const char* clause, Arguments... arguments) {
+    return queltdb::List<Record>(Record::doSelect(db, clause, arguments...));
 }
 
 // The texts of a record, "NULL" for a null one.
