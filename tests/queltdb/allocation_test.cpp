@@ -1,56 +1,14 @@
-// Failing allocations: they throw, and nothing is left behind. A program of its own, since it takes
-// the place of operator new.
+// Failing allocations: they throw, and nothing is left behind.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <cstdlib>
 #include <new>
 
 #include "queltdb/records.h"
 #include "tests/queltdb/statements.h"
 #include "tests/support/database.h"
+#include "tests/support/failing_allocations.h"
 #include "tests/support/files.h"
-
-namespace {
-
-long allocations_left = -1;  // before the one that fails; below zero none does
-long live_allocations = 0;
-
-void* allocate(std::size_t size) {
-    if (allocations_left-- == 0)
-        throw std::bad_alloc();
-    void* const memory = std::malloc(size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    ++live_allocations;
-    return memory;
-}
-
-void release(void* memory) {
-    live_allocations -= memory == nullptr ? 0 : 1;
-    std::free(memory);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-    release(memory);
-}
 
 namespace {
 
@@ -58,26 +16,6 @@ using queltdb::tAlarmasEstado;
 using queltdb::tEsclavosModulo;
 using queltdb::tSqlite3int;
 using queltdb::tSqlite3parent;
-
-// Runs `code` with its first allocation failing, then with its second one and so on, until it gets
-// to its end; the number of allocations that it took.
-template <typename Code>
-long with_each_allocation_failing(Code code) {
-    for (long n = 0;; ++n) {
-        const long before = live_allocations;
-        bool thrown = false;
-        allocations_left = n;
-        try {
-            code();
-        } catch (const std::bad_alloc&) {
-            thrown = true;
-        }
-        allocations_left = -1;
-        EXPECT_EQ(live_allocations, before) << "left behind when allocation " << n << " failed";
-        if (!thrown)
-            return n;
-    }
-}
 
 class FailingAllocations : public Statements {};
 
