@@ -24,7 +24,6 @@
 
 namespace {
 
-constexpr char kVersion[] = "1.0";
 constexpr int kBusyTimeout_ms = 5000;
 constexpr useconds_t kCyclePause_us = 10'000;
 constexpr std::timespec kStartUpLimit{10, 0};
@@ -64,7 +63,7 @@ int main(int argc, char* argv[]) {
 
     const Cmdline cmdline(argc, argv);
     if (cmdline.v())
-        MostrarVersionSalir(kVersion);
+        MostrarVersionSalir(ZONDAR_VERSION);
     char** const paths = argv + cmdline.first_positional();
     if (paths[0] == nullptr || paths[1] == nullptr) {
         std::puts(

@@ -581,7 +581,7 @@ TEST(Usage, IsShownWhenAskedFor) {
     EXPECT_THAT(help_of({"db", "check"}), HasSubstr(" CONF TEMP\n"));
     for (const Words& words : {Words{"--version"}, Words{"list", "--version"}}) {
         const ProgramRun run = run_zondarctl(words);
-        EXPECT_EQ(run.out, "zondarctl 1.0\n");
+        EXPECT_EQ(run.out, "zondarctl " ZONDAR_VERSION "\n");
         EXPECT_EQ(run.err, "");
         EXPECT_EQ(run.status, 0);
     }

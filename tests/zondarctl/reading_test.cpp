@@ -395,7 +395,7 @@ TEST_F(Reading, DumpsEverythingInOneDocument) {
     EXPECT_EQ(json["command"], "dump");
     EXPECT_EQ(json["ok"], true);
     const Json& data = json["data"];
-    EXPECT_EQ(data["tool"], "zondarctl 1.0");
+    EXPECT_EQ(data["tool"], "zondarctl " ZONDAR_VERSION);
     EXPECT_THAT(data["taken"].get<std::string>(),
                 MatchesRegex("20[0-9]{2}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z"));
     EXPECT_EQ(data["identification"], json_of({"identify"})["data"]);
