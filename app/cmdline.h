@@ -1,4 +1,4 @@
-// The command line: options and the index of the first database path.
+// Cmdline takes the options and finds the first database path.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@ class Cmdline {
     // throws its message as a plain std::string that nobody catches.
     Cmdline(int argc, char* argv[]);
 
-    // Status 0: the help text on standard output. Any other: a hint on standard error. Ends the
-    // process with `status`.
+    // Prints the help text on standard output for status 0, else a hint on standard error. Ends
+    // the process with `status`.
     [[noreturn]] void usage(std::int32_t status) const;
 
     // Each accessor bears the letter of its option.

@@ -1,4 +1,4 @@
-// Opening and closing of the database files.
+// The database files are opened and closed here.
 #pragma once
 
 #include <cstdint>
@@ -10,5 +10,5 @@ struct sqlite3;
 // file is missing or cannot be opened.
 sqlite3* openDb(const std::string& path);
 
-// 1, or -1 when the database could not be closed.
+// Returns 1, or -1 when the database could not be closed.
 std::int32_t closeDb(sqlite3* database);

@@ -1,4 +1,4 @@
-// The name under which the daemon speaks in syslog.
+// The daemon speaks in syslog under this name.
 #pragma once
 
 inline constexpr char kIdentity[] = "ZONDAR_NET_RECEIVER";

@@ -1,4 +1,4 @@
-// The connection to syslog.
+// The connection to syslog is opened here.
 #pragma once
 
 // Opens the log under `identity` (kept by the C library, not copied), facility daemon, with a

@@ -17,7 +17,7 @@ volatile std::sig_atomic_t signal_in_progress = 0;
 
 namespace {
 
-std::optional<siginfo_t> cause;  // of the signal in progress
+std::optional<siginfo_t> signal_information;
 
 struct Fault {
     int signal;
@@ -49,7 +49,7 @@ constexpr Fault kFaults[] = {
     {SIGBUS, BUS_OBJERR, "object-specific hardware error"},
 };
 
-constexpr unsigned kLongestEnd_s = 3;  // from the signal on
+constexpr unsigned kLimitAfterSignal_s = 3;
 
 constexpr int kFatalSignals[] = {SIGFPE, SIGILL, SIGSEGV, SIGBUS, SIGABRT, SIGHUP, SIGTERM, SIGINT};
 
@@ -98,17 +98,18 @@ void limit_the_end(ucontext_t& interrupted) {
     sigaddset(&late, SIGALRM);
     pthread_sigmask(SIG_UNBLOCK, &late, nullptr);
     sigdelset(&interrupted.uc_sigmask, SIGALRM);  // also behind an end that is put off
-    alarm(kLongestEnd_s);
+    alarm(kLimitAfterSignal_s);
 }
 
 // Calls what is not safe in a handler; accepted, since the process is ending anyway.
 void tell_and_end() {
     const int signal = signal_in_progress;
     syslog(LOG_LOCAL0 | LOG_CRIT, "Exiting due to signal %s.", strsignal(signal));
-    if (cause && names_an_address(signal)) {
+    if (signal_information && names_an_address(signal)) {
         // The address is decimal behind its "0x"; readers of the logs are used to it.
-        syslog(LOG_LOCAL0 | LOG_CRIT, "%s at address 0x%lu", fault_text(signal, cause->si_code),
-               reinterpret_cast<unsigned long>(cause->si_addr));
+        syslog(LOG_LOCAL0 | LOG_CRIT, "%s at address 0x%lu",
+               fault_text(signal, signal_information->si_code),
+               reinterpret_cast<unsigned long>(signal_information->si_addr));
     }
     shut_down_and_exit(1);
 }
@@ -120,7 +121,7 @@ void on_fatal_signal(int signal, siginfo_t* information, void* context) {
     signal_in_progress = signal;
     limit_the_end(*static_cast<ucontext_t*>(context));
     if (information != nullptr)
-        cause = *information;
+        signal_information = *information;
     EndPutOff::run(tell_and_end);
 }
 

@@ -1,9 +1,9 @@
-// Fatal signals: the one way in which the daemon ends, apart from its guards.
+// Fatal signals are the one way in which the daemon ends, apart from its guards.
 #pragma once
 
 #include <csignal>
 
-// The number of the first fatal signal, 0 until there is one. A later signal is ignored.
+// Holds the number of the first fatal signal, 0 until there is one. A later signal is ignored.
 extern volatile std::sig_atomic_t signal_in_progress;
 
 // Installs the handler for the fault signals and for SIGABRT, SIGHUP, SIGTERM and SIGINT. It logs

@@ -1,4 +1,4 @@
-// The guard against a second instance: a pid file, never locked and never removed.
+// A pid file guards against a second instance. It is never locked and never removed.
 #pragma once
 
 #include <string>

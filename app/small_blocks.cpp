@@ -10,10 +10,10 @@
 
 namespace {
 
-constexpr std::size_t kSmall = 24;  // holds a value, a number's text, most other texts
-constexpr std::size_t kWaste = 16;  // that a block may be larger
-constexpr unsigned kMost = 2048;    // spare ones, 64 KiB
-constexpr unsigned kMany = 65'536;  // that were freed: 2 MiB, worth a walk through the heap
+constexpr std::size_t kSmall = 24;          // holds a value, a number's text, most other texts
+constexpr std::size_t kWaste = 16;          // a block may be so much larger
+constexpr unsigned kMostSpares = 2048;      // they take 64 KiB
+constexpr unsigned kFreedPerTrim = 65'536;  // they took 2 MiB, worth a walk through the heap
 
 struct Spare {
     Spare* next;
@@ -26,7 +26,7 @@ constinit thread_local unsigned freed_count = 0;
 // below a page that is still in use.
 void free_small(void* block) {
     std::free(block);
-    if (++freed_count % kMany == 0)
+    if (++freed_count % kFreedPerTrim == 0)
         malloc_trim(0);
 }
 
@@ -53,7 +53,7 @@ void operator delete(void* block) noexcept {
     // None is smaller than kSmall: all are made above.
     if (malloc_usable_size(block) >= kSmall + kWaste)
         return std::free(block);
-    if (spare_count == kMost)
+    if (spare_count == kMostSpares)
         return free_small(block);
     spares = new (block) Spare{spares};
     ++spare_count;

@@ -1,4 +1,4 @@
-// The start-up supervisor: the command processor must be up in time.
+// The start-up supervisor sees to it that the command processor is up in time.
 #pragma once
 
 #include <ctime>

@@ -1,4 +1,4 @@
-// What -v prints.
+// The option -v prints this.
 #pragma once
 
 #include <string>

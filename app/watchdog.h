@@ -1,9 +1,10 @@
-// The reception watchdog: a daemon that nobody talks to after its start is restarted.
+// The reception watchdog ends a daemon that nobody talks to after its start; the supervision
+// outside starts it again.
 #pragma once
 
 #include <ctime>
 
-// Set on the first valid request, never cleared.
+// Is set on the first valid request, never cleared.
 extern bool message_received;
 
 // Starts the thread that checks once, `*limit` seconds (whole ones) after its start, whether a

@@ -1,4 +1,5 @@
-// CRC-8/MAXIM: polynomial x^8 + x^5 + x^4 + 1, bit-reflected (0x8C), initial value 0, no final XOR.
+// The code is CRC-8/MAXIM: it has the polynomial x^8 + x^5 + x^4 + 1, bit-reflected (0x8C), the
+// initial value 0 and no final XOR.
 #pragma once
 
 #include <array>
@@ -18,7 +19,7 @@ constexpr std::array<std::uint8_t, 256> kCrc8Table = [] {
     return table;
 }();
 
-// The CRC after `bytes`, going on from `crc`.
+// Returns the CRC after `bytes`, going on from `crc`.
 constexpr std::uint8_t crc8(std::uint8_t crc, std::span<const std::uint8_t> bytes) {
     for (const std::uint8_t byte : bytes)
         crc = kCrc8Table[crc ^ byte];

@@ -19,7 +19,7 @@ void trace(const char* function, const char* text) {
         trace_line(stdout, function, "%s", text);
 }
 
-// What both codes cover: control, header bytes, length and info, as on the wire.
+// Both codes cover these: control, header bytes, length and info, as on the wire.
 std::span<const std::uint8_t> protected_bytes(mensaje& record) {
     return {frame_area(record) + kControlOffset, kInfoOffset - kControlOffset + record.longitud};
 }
@@ -39,7 +39,7 @@ int verify_checksum(mensaje& record) {
                                                                                    : kCodeError;
 }
 
-// kReceived or kCodeError, with the messages on the way.
+// Returns kReceived or kCodeError, and prints the messages on the way.
 int verify_codes(mensaje& record) {
     int verdict = verify_checksum(record);
     if (verdict == kReceived)

@@ -1,5 +1,5 @@
-// The link level: control byte, checksum, CRC and scrambling, between a mensaje and the physical
-// level. Each frame also goes to the trace file.
+// The link level adds and checks control byte, checksum, CRC and scrambling, between a mensaje and
+// the physical level. Each frame also goes to the trace file.
 #pragma once
 
 #include <cstdint>
@@ -7,23 +7,24 @@
 #include "link/mensaje.h"
 #include "link/physical_level.h"
 
-// Further results of the receiving calls, beside kReceived and kTimeout.
-constexpr int kCodeError = 5;      // checksum or CRC wrong
-constexpr int kSequenceError = 6;  // not the expected sequence number
+// The receiving calls have these results beside kReceived and kTimeout.
+constexpr int kCodeError = 5;      // the checksum or the CRC is wrong
+constexpr int kSequenceError = 6;  // the sequence number is not the expected one
 
-// Traces each message on standard output. Off; no option turns it on.
+// Traces each message on standard output. It is off; no option turns it on.
 extern bool nenlace_trace;
 
 // Receives a valid frame of sequence `secuencia` (0..7) into `record`, in up to `attempts`
-// receptions. The result of the last one, kReceived ends them; 0 when `attempts` is below 1.
+// receptions; kReceived ends them. Returns the result of the last one, 0 when `attempts` is
+// below 1.
 int Rx_mensaje_zondar(tPuertoZondar* port, std::uint8_t secuencia, mensaje* record, int timeout,
                       int attempts);
 
 // Sends `record` in normal mode, whatever the mode of the request was: masters rely on it.
 void Tx_mensaje_zondar(tPuertoZondar* port, mensaje* record);
 
-// One reception. kReceived: decoded, info plain. kSequenceError: decoded, info as on the wire.
-// kCodeError: the raw frame is in the record. kTimeout: as the physical level left it.
+// Makes one reception. kReceived: decoded, info plain. kSequenceError: decoded, info as on the
+// wire. kCodeError: the raw frame is in the record. kTimeout: as the physical level left it.
 int recibir_mensaje_nenlace(tPuertoZondar* port, mensaje* record, int timeout,
                             std::uint8_t secuencia);
 

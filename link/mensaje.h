@@ -1,5 +1,4 @@
-// The message record, whose first bytes are the frame as it goes over the wire, and the port
-// descriptor.
+// A message record begins with the frame as it goes over the wire.
 //
 //   offset 0        1         2  3  4    5        6 ...      6+N        7+N
 //        +--------+---------+----------+--------+----------+----------+----------+
@@ -44,7 +43,7 @@ static_assert(offsetof(mensaje, longitud) == kLengthOffset);
 static_assert(offsetof(mensaje, info) == kInfoOffset);
 static_assert(kMaxFrame <= offsetof(mensaje, comando));
 
-// The record as bytes, 265 of them from `inicio` on. Frames are read and written through it
+// Gives the record as bytes, 265 of them from `inicio` on. Frames are read and written through it
 // alone: what runs over the end of `info` is then an ordinary byte access.
 inline std::uint8_t* frame_area(mensaje& record) {
     return reinterpret_cast<std::uint8_t*>(&record);
@@ -53,7 +52,8 @@ inline const std::uint8_t* frame_area(const mensaje& record) {
     return reinterpret_cast<const std::uint8_t*>(&record);
 }
 
-// The port of the serial heritage. The number is handed to the transport, which ignores it.
+// A port says which of several lines a message takes. Its number is handed to the transport, which
+// has one line alone and ignores it.
 struct tPuertoZondar {
     std::uint32_t numero;
 };

@@ -5,7 +5,7 @@
 
 namespace {
 
-// One write per line, so that lines of several writers do not mix.
+// Prints a line by one write, so that lines of several writers do not mix.
 void print_line(std::FILE* stream, const char* tag, const char* function, const char* format,
                 std::va_list arguments) {
     std::array<char, 1024> text{};  // the dump of the longest frame needs some 850

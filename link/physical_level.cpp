@@ -59,7 +59,7 @@ void trace_step(State state, std::uint8_t byte, std::size_t data_end) {
     }
 }
 
-// What became of the reception, and a dump of what it stored. In CRC8 mode every byte is shown
+// Tells what became of the reception, and dumps what it stored. In CRC8 mode every byte is shown
 // XORed with 0x55, the header included.
 void trace_result(int result, std::span<const std::uint8_t> stored) {
     trace_line(stderr, kReceiver, "%s",
@@ -84,7 +84,7 @@ void enviar_mensaje_nfisico(tPuertoZondar* port, mensaje* record, unsigned nbyte
     assert(nbytes <= kMaxFrame);
     reset_puerto_zondar(port->numero);
     cambia_modo_zondar(port, 1);
-    std::array<std::uint8_t, kMaxStuffed> stuffed;  // not cleared: only what is written is sent
+    std::array<std::uint8_t, kMaxStuffed> stuffed;  // is not cleared: only what is written is sent
     const unsigned length = stuff({frame_area(*record), nbytes}, stuffed.data());
     if (nfisico_trace)
         trace_sending(nbytes, length);

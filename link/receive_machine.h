@@ -1,4 +1,4 @@
-// The receive state machine: takes a frame byte by byte, removes the stuffing, stores the frame.
+// The receive machine takes a frame byte by byte, removes the stuffing, stores the frame.
 // It reads nothing itself and checks no code.
 #pragma once
 
@@ -19,13 +19,14 @@ class ReceiveMachine {
     // `record` is the 265 bytes of a mensaje, borrowed for the machine's life.
     explicit ReceiveMachine(std::uint8_t* record) : record_(record) {}
 
-    // Takes the next byte off the wire. True when it completed the frame; feed no more then.
+    // Takes the next byte off the wire. Returns true when it completed the frame; feed no more
+    // then.
     bool feed(std::uint8_t byte);
 
     [[nodiscard]] State state() const { return state_; }
-    // Number of bytes of the frame stored so far.
+    // Returns the number of bytes of the frame stored so far.
     [[nodiscard]] std::size_t stored() const { return index_; }
-    // Offset of the last info byte, known once the length byte is stored.
+    // Returns the offset of the last info byte, known once the length byte is stored.
     [[nodiscard]] std::size_t data_end() const { return data_end_; }
 
   private:

@@ -41,7 +41,7 @@ void put(int fd, const void* bytes, std::size_t count) {
     [[maybe_unused]] const ssize_t written = write(fd, bytes, count);
 }
 
-// The descriptor, ready to append a record; -1 on failure.
+// Returns a descriptor that is ready to append a record; -1 on failure.
 int open_trace() {
     if (access(zondar_pcap_path, F_OK) == 0)
         return open(zondar_pcap_path, O_RDWR | O_APPEND | O_CLOEXEC);

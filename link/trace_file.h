@@ -6,7 +6,7 @@
 constexpr unsigned kFrameReceived = 0;
 constexpr unsigned kFrameSent = 1;
 
-// Path of the trace file, not owned. Empty: no trace. No option sets it.
+// Names the trace file, and is not owned. Without a name there is no trace. No option sets it.
 extern const char* zondar_pcap_path;
 
 // Appends the frame at `trama` (265 bytes of a mensaje) with the time of day and its direction,

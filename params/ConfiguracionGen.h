@@ -1,4 +1,4 @@
-// The general configuration: modes, management interface, country, front panel. A single row.
+// The general configuration is a single row: modes, management interface, country, front panel.
 #pragma once
 
 #include <cstdint>
@@ -24,15 +24,16 @@ enum e_str_ConfiguracionGen : int {
     CGS_LCD_CODBLOQUEO = 7,
 };
 
-// The column's number; 0 without exactly one row and for any other selector.
+// Returns the column's number; 0 without exactly one row and for any other selector.
 int get_ConfiguracionGen(e_ConfiguracionGen selector);
 
-// The code that the board stores for an input mode of the masters: 10 for 3, 11 for 4, else the
-// mode itself.
+// Returns the code that the board stores for an input mode of the masters: 10 for 3, 11 for 4, else
+// the mode itself.
 int stored_mode(int mode);
 
-// 0 when there is exactly one row, else -1. Any other selector writes nothing. Of CG_MODO_ENTRADA
-// the stored_mode() is stored; a get gives that code, on purpose, not the given one.
+// Returns 0 when there is exactly one row, else -1. Any other selector writes nothing. Of
+// CG_MODO_ENTRADA the stored_mode() is stored; a get gives that code, on purpose, not the given
+// one.
 int set_ConfiguracionGen(e_ConfiguracionGen selector, int value);
 
 // Clears the `size` bytes at `buffer` and copies the text. The addresses, the mask and the lock
@@ -41,6 +42,6 @@ int set_ConfiguracionGen(e_ConfiguracionGen selector, int value);
 // language, on purpose.
 void getstr_ConfiguracionGen(e_str_ConfiguracionGen selector, std::uint8_t* buffer, int size);
 
-// Stores at most size - 1 characters of `text`; no more than these are read. 0 when there is
-// exactly one row, else -1. Any other selector is CGS_IP_ADDRESS.
+// Stores at most size - 1 characters of `text`; no more than these are read. Returns 0 when there
+// is exactly one row, else -1. Any other selector is CGS_IP_ADDRESS.
 int setstr_ConfiguracionGen(e_str_ConfiguracionGen selector, const char* text, unsigned size);

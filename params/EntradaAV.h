@@ -1,4 +1,4 @@
-// The settings of the encoder's AV input channels, one row per channel.
+// Each AV input channel of the encoder has its settings in a row.
 #pragma once
 
 enum e_EntradaAV : int {
@@ -29,9 +29,10 @@ enum e_EntradaAV : int {
     EAV_ESTADOPENDIENTERE = 24,
 };
 
-// The column's number; 0 without exactly one row of the channel and for any other selector.
+// Returns the column's number; 0 without exactly one row of the channel and for any other selector.
 // `channel` is the row's key, from 0.
 int get_EntradaAV(e_EntradaAV selector, int channel);
 
-// 0 when there is exactly one row of the channel, else -1. Any other selector writes nothing.
+// Returns 0 when there is exactly one row of the channel, else -1. Any other selector writes
+// nothing.
 int set_EntradaAV(e_EntradaAV selector, int channel, int value);

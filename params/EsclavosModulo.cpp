@@ -34,7 +34,7 @@ constexpr Family<Record> kFamily = {
     .texts = {kTexts, Outside::ignored},
 };
 
-constexpr unsigned kMacSize = 13;  // twelve digits and the NUL
+constexpr unsigned kMacDigits = 12;
 
 }  // namespace
 
@@ -55,7 +55,7 @@ int get_EsclavosModuloIdByMAC(const char* MAC) {
     const queltdb::List<Record> slaves(Record::doSelect(ConfDB, nullptr));
     if (slaves->empty()) {
         Record slave;
-        slave.setMAC(queltdb::tSqlite3parent(text_within(MAC, kMacSize).c_str()));
+        slave.setMAC(queltdb::tSqlite3parent(text_within(MAC, kMacDigits + 1).c_str()));
         slave.insert(ConfDB);
     }
     return 1;

@@ -1,4 +1,4 @@
-// The settings of the modulator's RF outputs, one row per output.
+// Each RF output of the modulator has its settings in a row.
 #pragma once
 
 enum e_RFOut : int {
@@ -12,9 +12,10 @@ enum e_RFOut : int {
     RFO_CODE_RATE = 7,
 };
 
-// The column's number; 0 without exactly one row of the output. `output` counts from 0, the rows'
-// keys from 1. Any other selector is RFO_COFDM_OFF.
+// Returns the column's number; 0 without exactly one row of the output. `output` counts from 0, the
+// rows' keys from 1. Any other selector is RFO_COFDM_OFF.
 int get_RFOut(e_RFOut selector, int output);
 
-// 0 when there is exactly one row of the output, else -1. Any other selector is RFO_COFDM_OFF.
+// Returns 0 when there is exactly one row of the output, else -1. Any other selector is
+// RFO_COFDM_OFF.
 int set_RFOut(e_RFOut selector, int output, int value);

@@ -1,4 +1,4 @@
-// The network that the output belongs to. A single row.
+// The network that the output belongs to has a single row.
 #pragma once
 
 #include <cstdint>
@@ -15,18 +15,18 @@ enum e_str_Red : int {
     REDS_PROVEEDOR = 1,
 };
 
-// The column's number; 0 without exactly one row and for any other selector.
+// Returns the column's number; 0 without exactly one row and for any other selector.
 int get_Red(e_Red selector);
 
-// 0 when there is exactly one row, else -1. Any other selector writes nothing and still counts as
-// done: there is none for the transport stream and original network identifiers, which masters
-// write with the 1 and 2 left out here.
+// Returns 0 when there is exactly one row, else -1. Any other selector writes nothing and still
+// counts as done: there is none for the transport stream and original network identifiers, which
+// masters write with the 1 and 2 left out here.
 int set_Red(e_Red selector, int value);
 
 // Clears the `size` bytes at `buffer` and copies the text, which always ends in a NUL. Any other
 // selector is REDS_NETWORKNAME.
 void getstr_Red(e_str_Red selector, std::uint8_t* buffer, int size);
 
-// Stores at most size - 1 characters of `text`; no more than these are read. 0 when there is
-// exactly one row, else -1. Any other selector is REDS_NETWORKNAME.
+// Stores at most size - 1 characters of `text`; no more than these are read. Returns 0 when there
+// is exactly one row, else -1. Any other selector is REDS_NETWORKNAME.
 int setstr_Red(e_str_Red selector, const char* text, unsigned size);

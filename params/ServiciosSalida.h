@@ -1,4 +1,4 @@
-// The output services, one row per service.
+// Each output service has a row.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,12 @@ enum e_str_ServiciosSalida : int {
     SSS_IP_ADDRESS_SOURCE = 2,
 };
 
-// The column's number; 0 without exactly one row of the service and for any other selector.
+// Returns the column's number; 0 without exactly one row of the service and for any other selector.
 // `service` is the row's key, from 0.
 int get_ServiciosSalida(e_ServiciosSalida selector, int service);
 
-// 0 when there is exactly one row of the service, else -1. Any other selector writes nothing.
+// Returns 0 when there is exactly one row of the service, else -1. Any other selector writes
+// nothing.
 int set_ServiciosSalida(e_ServiciosSalida selector, int service, int value);
 
 // Clears the `size` bytes at `buffer` and copies the text. The address may fill the buffer without
@@ -27,7 +28,7 @@ int set_ServiciosSalida(e_ServiciosSalida selector, int service, int value);
 void getstr_ServiciosSalida(e_str_ServiciosSalida selector, int service, std::uint8_t* buffer,
                             int size);
 
-// Stores at most size - 1 characters of `text`; no more than these are read. 0 when there is
-// exactly one row of the service, else -1. Any other selector writes nothing.
+// Stores at most size - 1 characters of `text`; no more than these are read. Returns 0 when there
+// is exactly one row of the service, else -1. Any other selector writes nothing.
 int setstr_ServiciosSalida(e_str_ServiciosSalida selector, int service, const char* text,
                            unsigned size);

@@ -9,7 +9,7 @@ namespace {
 using Record = queltdb::tAlarmasEstado;
 
 constexpr std::size_t kLongest = 8;
-constexpr int kChanged = 2;  // in EstadoPendienteRE
+constexpr int kChanged = 2;  // what EstadoPendienteRE holds then
 
 OnlyRow<Record> row_of(const char* name) {
     return OnlyRow<Record>(TempDB, "WHERE nombre='%q'", name);
@@ -22,7 +22,7 @@ std::uint8_t binary(std::string_view text) {
     return static_cast<std::uint8_t>(value);
 }
 
-// Independent of any locale; 0 for what is no digit.
+// Does not depend on a locale. What is no digit counts as 0.
 std::uint32_t hex_digit(char character) {
     constexpr std::string_view kDigits = "0123456789ABCDEFabcdef";
     const std::size_t index = kDigits.find(character);

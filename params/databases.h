@@ -1,4 +1,4 @@
-// The two databases of the board, open for the life of the process. main opens them, the
+// The two databases of the board are open for the life of the process: main opens them, the
 // parameter accessors use them, the shutdown closes them.
 #pragma once
 

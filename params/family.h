@@ -1,4 +1,4 @@
-// The engine of the accessors. A family reads and writes single columns of one table; a selector
+// All accessors have this engine. A family reads and writes single columns of one table; a selector
 // names the column. Every call selects the row afresh, so what another process wrote counts at
 // once, and acts only when the selection is exactly one row.
 #pragma once
@@ -15,7 +15,7 @@
 #include "params/databases.h"
 #include "queltdb/records.h"
 
-// How a text gets into a buffer that was cleared before.
+// A rule says how a text gets into a buffer that was cleared before.
 enum class Copy {
     bounded,     // fills it to the last byte if it must: then there is no NUL
     terminated,  // leaves at least the last byte zero
@@ -24,11 +24,10 @@ enum class Copy {
 // Clears the `size` bytes at `buffer` and copies `text` there; a size below 1 is no buffer.
 void put_text(std::string_view text, Copy rule, std::uint8_t* buffer, int size);
 
-// What a text in a buffer of `size` bytes counts for: at most size - 1 characters of it. Not more
-// than that is read.
+// Takes at most size - 1 characters of a text in a buffer of `size` bytes, and reads no more.
 std::string text_within(const char* text, unsigned size);
 
-// A column by its selector: a row of a family's table. Without a column the selector reads 0 and
+// A row of a family's table gives a selector its column. Without one the selector reads 0 and
 // writes nothing.
 template <typename RecordClass>
 struct IntegerColumn {
@@ -47,7 +46,7 @@ struct TextColumn {
     Copy copy = Copy::terminated;
 };
 
-// True when each row stands at the index of its selector, the last one being `last`.
+// Is true when each row stands at the index of its selector, the last one being `last`.
 template <typename Column, std::size_t Size>
 constexpr bool complete(const Column (&columns)[Size], int last) {
     for (std::size_t i = 0; i < Size; ++i) {
@@ -57,7 +56,7 @@ constexpr bool complete(const Column (&columns)[Size], int last) {
     return Size == static_cast<std::size_t>(last) + 1;
 }
 
-// True when the record class has a setter of the rows' kind for each column.
+// Is true when the record class has a setter of the rows' kind for each column.
 template <typename Column, std::size_t Size>
 constexpr bool writable(const Column (&columns)[Size]) {
     constexpr const auto& kHasSetter = Column::Record::template kHasSetter<typename Column::Value>;
@@ -73,7 +72,7 @@ struct Selectors {
     std::span<const Column> columns;
     Outside outside;
 
-    // Null when the selector stands for no column.
+    // Returns null when the selector stands for no column.
     [[nodiscard]] constexpr const Column* find(int selector) const {
         const auto index = static_cast<unsigned>(selector);
         if (index < columns.size())
@@ -82,7 +81,7 @@ struct Selectors {
     }
 };
 
-// The record of the one row that a clause selects, until the end of its life.
+// Owns the record of the one row that a clause selects.
 template <typename Record>
 class OnlyRow {
   public:
@@ -91,7 +90,7 @@ class OnlyRow {
     explicit OnlyRow(sqlite3* database, const char* clause, Arguments... arguments)
         : database_(database), list_(Record::doSelect(database, clause, arguments...)) {}
 
-    // False when there is no such row, or more than one.
+    // Is false when there is no such row, or more than one.
     explicit operator bool() const { return list_->size() == 1; }
     Record& operator*() const { return *list_->front(); }
     Record* operator->() const { return list_->front(); }
@@ -107,13 +106,13 @@ class OnlyRow {
 template <typename Record>
 struct Family {
     sqlite3*& database;
-    const char* clause;  // null for a table of a single row, else with one %lld for the key
+    const char* clause;  // is null for a table of a single row, else has a %lld for the key
     Selectors<IntegerColumn<Record>> integers;
     Selectors<TextColumn<Record>> texts = {};
 
     using Key = long long;
 
-    // The column's number; 0 without the row or the column.
+    // Returns the column's number; 0 without the row or the column.
     [[nodiscard]] int get(int selector, Key key = 0) const {
         const OnlyRow<Record> row(database, clause, key);
         const IntegerColumn<Record>* const column = integers.find(selector);
@@ -127,8 +126,8 @@ struct Family {
     }
     [[nodiscard]] ColumnName text_name(int selector) const { return name_of(texts.find(selector)); }
 
-    // 0, also when the selector stands for no column or the database took nothing; -1 without the
-    // row.
+    // Returns 0, also when the selector stands for no column or the database took nothing; -1
+    // without the row.
     [[nodiscard]] int set(int selector, int value, Key key = 0) const {
         return write(integers.find(selector), queltdb::tSqlite3int(value), key);
     }
@@ -143,7 +142,7 @@ struct Family {
             put_text({}, Copy::bounded, buffer, size);
     }
 
-    // As set(), with what text_within() the text counts for.
+    // Does as set() with the text_within() the buffer.
     [[nodiscard]] int setstr(int selector, const char* text, unsigned size, Key key = 0) const {
         const queltdb::tSqlite3parent value(text_within(text, size).c_str());
         return write(texts.find(selector), value, key);

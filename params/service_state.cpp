@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr int kOff = 1;  // as a state
+constexpr int kStateOff = 1;
 constexpr int kStoredOff = 2;
 
 OnlyRow<queltdb::tPIDsSalida> stream_of(e_serv_type type, int service) {
@@ -17,13 +17,13 @@ OnlyRow<queltdb::tPIDsSalida> stream_of(e_serv_type type, int service) {
 // a write waits for a locked database, and how often it says so, is what masters and log readers
 // know.
 bool is_off(e_serv_type type, int service) {
-    if (get_service_state(type, service) == kOff)
+    if (get_service_state(type, service) == kStateOff)
         return true;
     get_service_state(type, service);
     return false;
 }
 
-// The types that will be off once `type` is written with `value`; none for an unknown type.
+// Returns the types that will be off once `type` is written with `value`; none for an unknown type.
 int types_off(e_serv_type type, int service, int value) {
     constexpr int kType1Off = 2;
     constexpr int kType2Off = 1;

@@ -1,5 +1,5 @@
-// What all record classes share: their columns as data, and what is done to them alike. The record
-// classes themselves are made from the column lists by record.inc.
+// All record classes share their columns as data, and what is done to them alike. The classes
+// themselves are made from the column lists by record.inc.
 #pragma once
 
 #include <memory>
@@ -13,7 +13,7 @@ namespace queltdb {
 
 struct Column {
     const char* name;
-    tSqlite3parent* (*make)(const char* text);  // a new value of the column's kind
+    tSqlite3parent* (*make)(const char* text);  // makes a new value of the column's kind
 };
 
 struct Table {
@@ -23,11 +23,11 @@ struct Table {
 
 // One column of one record: cell k belongs to column k of the record's table.
 struct Cell {
-    tSqlite3parent*& value;  // owned by the record; null in an empty one
+    tSqlite3parent*& value;  // the record owns it; it is null in an empty one
     bool& modified;
 };
 
-// Whether the record class has a setter for a column.
+// A column says whether the record class has a setter for it.
 enum Setter { fixed, settable };
 
 template <typename Record>

@@ -25,7 +25,8 @@ SqliteText checked(char* text) {
     return {text, sqlite3_free};
 }
 
-// With SQLite's conversions: %Q is the text in quotes, inner ones doubled, or NULL for a null one.
+// Formats with SQLite's conversions: %Q is the text in quotes, inner ones doubled, or NULL for a
+// null one.
 template <typename... Arguments>
 std::string formatted(const char* format, Arguments... arguments) {
     return checked(sqlite3_mprintf(format, arguments...)).get();
@@ -61,7 +62,7 @@ auto execution(sqlite3* db, const std::string& statement) {
     };
 }
 
-// Of each value the first one alone, deliberately: what is stored then, the record holds too.
+// Blanks the first one alone, deliberately. What is stored then, the record holds too.
 void blank_first_percent(char* text) {
     char* const percent = text == nullptr ? nullptr : std::strchr(text, '%');
     if (percent == nullptr)

@@ -9,8 +9,8 @@ namespace queltdb {
 
 namespace {
 
-// What the texts of an int and a long are given, terminator included: enough for every value that
-// the tables hold, and a bound for those that they do not.
+// The texts of an int and a long have this room, terminator included: every value that the tables
+// hold fits, and a longer one is cut.
 constexpr std::size_t kIntSize = 10;
 constexpr std::size_t kLongSize = 20;
 
@@ -24,7 +24,7 @@ std::unique_ptr<char[]> copy_of(const char* text) {
 }
 
 std::unique_ptr<char[]> decimal(long value, std::size_t size) {
-    auto text = std::make_unique<char[]>(size);  // zero-filled
+    auto text = std::make_unique<char[]>(size);  // is filled with zeros
     std::to_string(value).copy(text.get(), size - 1);
     return text;
 }

@@ -17,7 +17,7 @@ bool transport_trace = false;
 namespace {
 
 constexpr int kBacklog = 5;
-constexpr int kUnitsPerAttempt = 10;  // of the caller's time-out
+constexpr int kTimeoutPerAttempt = 10;
 constexpr useconds_t kPauseBetweenAttempts_us = 10;
 constexpr std::size_t kRingSize = 512;
 
@@ -29,7 +29,7 @@ int client_fd = 0;  // server: connection being read, 0 = none; client: 1 = conn
 sockaddr_in socket_address{};
 std::array<std::uint8_t, kRingSize> rx_ring{};
 std::size_t rx_pos = 0;
-// An abstract local-socket name; as a C string it is empty.
+// This is an abstract local-socket name; as a C string it is empty.
 constexpr char socket_name[] = "\0zondar_socket";
 
 const sockaddr* generic_address() {
@@ -64,7 +64,7 @@ void print_sent(const std::uint8_t* buf, unsigned len) {
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-// Close-on-exec: a script that outlives the daemon must not hold the port.
+// It is close-on-exec: a script that outlives the daemon must not hold the port.
 void IniciarSocket_zondar() {
     socket_address = {};
     socket_fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -91,7 +91,8 @@ bool connect_to_server() {
     return false;
 }
 
-// Never on the connection that is being read: the master collects each answer on one of its own.
+// Never sends on the connection that is being read: the master collects each answer on one of its
+// own.
 void send_as_server(const std::uint8_t* buf, unsigned len) {
     const int fd = accept_connection();
     if (fd == -1)
@@ -161,8 +162,8 @@ void set_zondar_servernumber(unsigned n) {
     std::printf("IP:%s\n", server_ip);
 }
 
-// No socket options on purpose: a port that was just in use stays refused for a while, and the
-// supervision outside starts the daemon again until it is free.
+// It sets no socket options, on purpose: a port that was just in use stays refused for a while, and
+// the supervision outside starts the daemon again until it is free.
 void AbrirSocket_zondar() {
     IniciarSocket_zondar();
     if (socket_server_mode == 0) {
@@ -193,7 +194,7 @@ void enviar_buffer_zondar(unsigned /*port*/, const std::uint8_t* buf, unsigned l
 }
 
 int leer_byte_zondar(unsigned /*port*/, std::uint8_t* byte, int timeout) {
-    const int attempts = timeout / kUnitsPerAttempt + 1;
+    const int attempts = timeout / kTimeoutPerAttempt + 1;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         // The low 8 bits alone decide, on purpose: a read error (-1) counts as a byte too and
         // hands out what the ring holds.

@@ -1,12 +1,12 @@
-// One TCP socket that carries the protocol's bytes, as server (the normal mode) or as client.
-// It knows nothing of frames. All state is plain global state of the protocol thread.
+// One TCP socket carries the protocol's bytes, as server (the normal mode) or as client. It knows
+// nothing of frames. All state is global, and belongs to the protocol thread.
 #pragma once
 
 #include <cstdint>
 
 struct tPuertoZondar;
 
-// Prints every byte sent and received on standard output. Off; no option turns it on.
+// Prints every byte sent and received on standard output. It is off; no option turns it on.
 extern bool transport_trace;
 
 // Chooses server mode. Without it the transport is a client.
@@ -28,11 +28,12 @@ void CerrarSocket_zondar();
 // connected for them alone. Failures are printed, not returned. The port number is ignored.
 void enviar_buffer_zondar(unsigned port, const std::uint8_t* buf, unsigned len);
 
-// Reads one byte. 1: stored through `byte`; 0: the attempts ran out. `timeout` / 10 + 1 attempts
-// are made. An attempt waits without limit inside accept and read and fails only when the peer
-// has closed (client mode: or cannot be reached). The port number is ignored.
+// Reads one byte. Returns 1 with it in `byte`, 0 when the attempts ran out. `timeout` / 10 + 1
+// attempts are made. An attempt waits without limit inside accept and read and fails only when the
+// peer has closed (client mode: or cannot be reached). The port number is ignored.
 int leer_byte_zondar(unsigned port, std::uint8_t* byte, int timeout);
 
-// Line control of the serial heritage: both do nothing on TCP.
+// These clear a line and turn it round before a frame is sent. A TCP connection needs neither: both
+// do nothing.
 void reset_puerto_zondar(unsigned port);
 void cambia_modo_zondar(tPuertoZondar* port, unsigned mode);
