@@ -111,6 +111,18 @@ Place place_of(const Text& text) {
     std::abort();
 }
 
+sqlite3_int64 key_of_encoder() {
+    static const sqlite3_int64 key = [] {
+        sqlite3_stmt* const select = prepared(
+            TempDB, "SELECT rowid FROM alarmasEstado WHERE nombre = 'estado_remote_encoder'");
+        REQUIRE(sqlite3_step(select) == SQLITE_ROW);
+        const sqlite3_int64 found = sqlite3_column_int64(select, 0);
+        sqlite3_finalize(select);
+        return found;
+    }();
+    return key;
+}
+
 Reach reach_of_country() {
     return {.places = {{"ConfiguracionGen", 1, "Country"},
                        {"ConfiguracionGen", 1, "Language"},
@@ -142,8 +154,8 @@ Reach reach_of_handler(std::uint8_t code, std::uint8_t channel) {
         case 108:
             return {.places = {{"EntradaAV", channel, "EstadoPendienteRE"}}, .most = 1};
         case 109:
-            return {.places = {{"alarmasEstado", 15, "valor"},
-                               {"alarmasEstado", 15, "EstadoPendienteRE"}},
+            return {.places = {{"alarmasEstado", key_of_encoder(), "valor"},
+                               {"alarmasEstado", key_of_encoder(), "EstadoPendienteRE"}},
                     .most = 2,
                     .first_slave = true};
         case 110:

@@ -111,8 +111,8 @@ TEST_F(AlarmasEstado, AreFoundByNamesOfAllKinds) {
         EXPECT_EQ(get_alarmas_estado_valor(name, MODO_DECIMAL), 42);
         EXPECT_EQ(setstr_alarmas_estado_valor(name, "7", 8), 0);
         EXPECT_THAT(changes(before, contents()),
-                    ElementsAre("alarmasEstado 99 EstadoPendienteRE: 0 -> 2",
-                                "alarmasEstado 99 valor: '42' -> '7'"));
+                    ElementsAre("alarmasEstado " + std::string(name) + " EstadoPendienteRE: 0 -> 2",
+                                "alarmasEstado " + std::string(name) + " valor: '42' -> '7'"));
         run_elsewhere(kTempDb, "DELETE FROM alarmasEstado WHERE idalarmasEstado = 99");
     }
 }
@@ -146,10 +146,11 @@ TEST_F(AlarmasEstado, AreWrittenAndMarkedInOneStatement) {
     EXPECT_THAT(trace.take(),
                 ElementsAre("SELECT * FROM alarmasEstado WHERE nombre='alarma_in'",
                             "UPDATE alarmasEstado SET  valor = '1101' , EstadoPendienteRE = '2'  "
-                            "WHERE idalarmasEstado = '2'"));
+                            "WHERE idalarmasEstado = '" +
+                                id_of_state("alarma_in") + "'"));
     EXPECT_THAT(changes(before, contents()),
-                ElementsAre("alarmasEstado 2 EstadoPendienteRE: 0 -> 2",
-                            "alarmasEstado 2 valor: '1' -> '1101'"));
+                ElementsAre("alarmasEstado alarma_in EstadoPendienteRE: 0 -> 2",
+                            "alarmasEstado alarma_in valor: '1' -> '1101'"));
 }
 
 TEST_F(AlarmasEstado, AreMarkedWithTheSameValueToo) {
@@ -158,7 +159,8 @@ TEST_F(AlarmasEstado, AreMarkedWithTheSameValueToo) {
     EXPECT_EQ(setstr_alarmas_estado_valor("alarma_in", "1101", 9), 0);
     EXPECT_THAT(trace.take(), ElementsAre("SELECT * FROM alarmasEstado WHERE nombre='alarma_in'",
                                           "UPDATE alarmasEstado SET  EstadoPendienteRE = '2'  "
-                                          "WHERE idalarmasEstado = '2'"));
+                                          "WHERE idalarmasEstado = '" +
+                                              id_of_state("alarma_in") + "'"));
     // Marked already: there is nothing to write.
     EXPECT_EQ(setstr_alarmas_estado_valor("alarma_in", "1101", 9), 0);
     EXPECT_THAT(trace.take(), ElementsAre("SELECT * FROM alarmasEstado WHERE nombre='alarma_in'"));
@@ -188,8 +190,8 @@ TEST_F(AlarmasEstado, TakeWhatFitsTheSize) {
         printed_by([&] {
             EXPECT_EQ(setstr_alarmas_estado_valor("alarma_in", text.text.data(), text.size), 0);
         });
-        EXPECT_EQ(contents().at("alarmasEstado 2 valor"), text.stored);
-        EXPECT_EQ(contents().at("alarmasEstado 2 EstadoPendienteRE"), "2");
+        EXPECT_EQ(contents().at("alarmasEstado alarma_in valor"), text.stored);
+        EXPECT_EQ(contents().at("alarmasEstado alarma_in EstadoPendienteRE"), "2");
     }
 }
 

@@ -28,7 +28,7 @@ e_serv_type type_of(int type) {
 }
 
 // The board has services 0 and 1 with a stream of each type. The tests look at service 1, whose
-// channel is 1 and whose streams have the keys 3 (type 1) and 4 (type 2).
+// channel is 1.
 class ServiceState : public testing::Test {
   protected:
     ServiceState() {
@@ -158,7 +158,7 @@ TEST_F(ServiceState, IsWrittenWithABitForEachTypeThatIsOff) {
                   Printed());
         EXPECT_THAT(changes(before, contents()),
                     ElementsAre("EntradaAV 1 Remux_Av: 99 -> " + std::to_string(state.remux),
-                                "PIDsSalida " + std::string(state.type == 1 ? "3" : "4") +
+                                "PIDsSalida 1." + std::to_string(state.type) +
                                     " Seleccionado: 5 -> " + std::to_string(state.selection)));
     }
 }
@@ -180,8 +180,9 @@ TEST_F(ServiceState, OfAnotherTypeClearsTheBits) {
         before = contents();
         EXPECT_EQ(get_service_state(type_of(type), 1), 8);
         EXPECT_EQ(set_service_state(type_of(type), 1, 1), 0);
-        EXPECT_THAT(changes(before, contents()), ElementsAre("EntradaAV 1 Remux_Av: 99 -> 0",
-                                                             "PIDsSalida 50 Seleccionado: 9 -> 1"));
+        EXPECT_THAT(changes(before, contents()),
+                    ElementsAre("EntradaAV 1 Remux_Av: 99 -> 0",
+                                "PIDsSalida 1." + std::to_string(type) + " Seleccionado: 9 -> 1"));
         run_elsewhere(kConfDb, "DELETE FROM PIDsSalida WHERE idPID = 50");
     }
 }
@@ -222,10 +223,10 @@ INSTANTIATE_TEST_SUITE_P(
     ServiceState, SpoiltRows,
     testing::Values(Rows{.name = "MissingChannel",
                          .spoil = SpoiltRows::remove_channel,
-                         .written = {"PIDsSalida 3 Seleccionado: 5 -> 2"}},
+                         .written = {"PIDsSalida 1.1 Seleccionado: 5 -> 2"}},
                     Rows{.name = "DoubledChannel",
                          .spoil = SpoiltRows::double_channel,
-                         .written = {"PIDsSalida 3 Seleccionado: 5 -> 2"}},
+                         .written = {"PIDsSalida 1.1 Seleccionado: 5 -> 2"}},
                     Rows{.name = "MissingStream",
                          .spoil = SpoiltRows::remove_stream,
                          .written = {"EntradaAV 1 Remux_Av: 99 -> 2"}},
@@ -235,33 +236,25 @@ INSTANTIATE_TEST_SUITE_P(
                     Rows{.name = "NeitherRow", .spoil = SpoiltRows::remove_both, .written = {}}));
 
 TEST_F(ServiceState, IsOfTheServiceAndTheChannelOfThatNumber) {
-    struct Service {
-        int number;
-        int stream;  // the key of its stream of type 1
-    };
-    constexpr Service kServices[] = {
-        {INT_MIN, 101}, {-1, 103}, {0, 105}, {2, 107}, {7, 109}, {INT_MAX, 111},
-    };
-    for (const Service& service : kServices) {
-        const std::string number = std::to_string(service.number);
-        run_elsewhere(kConfDb,
-                      "DELETE FROM PIDsSalida WHERE fk_idServicio = " + number +
-                          "; INSERT OR REPLACE INTO EntradaAV (IdEntradaAV, Remux_Av) VALUES (" +
-                          number + ", 99); INSERT INTO PIDsSalida VALUES (" +
-                          std::to_string(service.stream) + ", 0, 0, 1, " + number +
-                          ", 0, 0, 1, 0), (" + std::to_string(service.stream + 1) + ", 0, 0, 2, " +
-                          number + ", 0, 0, 2, 0)");
+    constexpr int kServices[] = {INT_MIN, -1, 0, 2, 7, INT_MAX};
+    for (const int service : kServices) {
+        const std::string number = std::to_string(service);
+        run_elsewhere(
+            kConfDb, "DELETE FROM PIDsSalida WHERE fk_idServicio = " + number +
+                         "; INSERT OR REPLACE INTO EntradaAV (IdEntradaAV, Remux_Av) VALUES (" +
+                         number + ", 99); INSERT INTO PIDsSalida VALUES (NULL, 0, 0, 1, " + number +
+                         ", 0, 0, 1, 0), (NULL, 0, 0, 2, " + number + ", 0, 0, 2, 0)");
     }
-    for (const Service& service : kServices) {
-        SCOPED_TRACE(service.number);
-        EXPECT_EQ(get_service_state(ST_TIPO_1, service.number), 0);
-        EXPECT_EQ(get_service_state(ST_TIPO_2, service.number), 1);
+    for (const int service : kServices) {
+        SCOPED_TRACE(service);
+        EXPECT_EQ(get_service_state(ST_TIPO_1, service), 0);
+        EXPECT_EQ(get_service_state(ST_TIPO_2, service), 1);
         const Contents before = contents();
-        EXPECT_EQ(set_service_state(ST_TIPO_1, service.number, 0), 0);
+        EXPECT_EQ(set_service_state(ST_TIPO_1, service, 0), 0);
         EXPECT_THAT(
             changes(before, contents()),
-            ElementsAre("EntradaAV " + std::to_string(service.number) + " Remux_Av: 99 -> 3",
-                        "PIDsSalida " + std::to_string(service.stream) + " Seleccionado: 1 -> 2"));
+            ElementsAre("EntradaAV " + std::to_string(service) + " Remux_Av: 99 -> 3",
+                        "PIDsSalida " + std::to_string(service) + ".1 Seleccionado: 1 -> 2"));
     }
     EXPECT_EQ(get_service_state(ST_TIPO_1, 3), -1);
     EXPECT_EQ(set_service_state(ST_TIPO_1, 3, 1), -1);
@@ -317,9 +310,9 @@ TEST_F(ServiceState, WaitsThreeTimesForAMissingTable) {
 
 TEST_F(ServiceState, KeepsNineCharactersOfTheSelection) {
     EXPECT_EQ(set_service_state(ST_TIPO_1, 1, INT_MAX), 0);
-    EXPECT_EQ(contents().at("PIDsSalida 3 Seleccionado"), "214748364");
+    EXPECT_EQ(contents().at("PIDsSalida 1.1 Seleccionado"), "214748364");
     EXPECT_EQ(set_service_state(ST_TIPO_1, 1, INT_MIN), 0);
-    EXPECT_EQ(contents().at("PIDsSalida 3 Seleccionado"), "-21474836");
+    EXPECT_EQ(contents().at("PIDsSalida 1.1 Seleccionado"), "-21474836");
 }
 
 // The rows are there, so it is done; one write that fails does not keep the other back.
@@ -329,7 +322,7 @@ TEST_F(ServiceState, SucceedsWhenOneRowCannotBeWritten) {
         const char* written;
     };
     constexpr Case kCases[] = {
-        {"EntradaAV", "PIDsSalida 3 Seleccionado: 5 -> 2"},
+        {"EntradaAV", "PIDsSalida 1.1 Seleccionado: 5 -> 2"},
         {"PIDsSalida", "EntradaAV 1 Remux_Av: 99 -> 2"},
     };
     for (const Case& table : kCases) {

@@ -369,11 +369,11 @@ class EachColumn : public Configuration {
             // of another type, and of another service
             "(15, 900041, 900042, 3, 0, 900043, 900044, 900045, 900046),"
             "(16, 900051, 900052, 1, 2, 900053, 900054, 900055, 900056)");
-        for (const auto& [cell, value] : contents()) {
+        for (const auto& [cell, value] : contents_by_id()) {
             if (value.front() == '\'')
                 set(cell, value + "||'abcdefghijklmn'");
         }
-        cells_ = contents();
+        cells_ = contents_by_id();
     }
 
     Contents cells_;
@@ -439,7 +439,7 @@ TEST_P(EachColumnOf, ATableChangesItsPositionsAndNoOther) {
         EXPECT_EQ(changed_positions(before, after), positions_of(cell.first));
         set(cell.first, cell.second);
     }
-    EXPECT_THAT(changes(cells_, contents()), IsEmpty());
+    EXPECT_THAT(changes(cells_, contents_by_id()), IsEmpty());
 }
 
 const std::string kAllTables[] = {"ConfiguracionGen", "EntradaAV",    "RFOut", "ServiciosSalida",

@@ -113,8 +113,8 @@ TEST_F(SlaveFound, NoneIsToldOfItsChannelAllTheSame) {
             "6A 01 04 01 19 64 01 04 00 00 02 00 02 01 02 00 01 01 01 03 AC 44 00 11 00 01 01 00"),
         IsEmpty());
     EXPECT_THAT(changed_by(of_slave(109, "aa", hex("41 00")), "6D 00"),
-                ElementsAre("alarmasEstado 15 EstadoPendienteRE: 0 -> 2",
-                            "alarmasEstado 15 valor: '00000000' -> 'A'"));
+                ElementsAre("alarmasEstado estado_remote_encoder EstadoPendienteRE: 0 -> 2",
+                            "alarmasEstado estado_remote_encoder valor: '00000000' -> 'A'"));
 }
 
 struct Found {

@@ -105,14 +105,9 @@ std::string cell_named(const std::string& name) {
         parts.push_back(part == "c" || part == "s" ? "1" : part);  // as in the examples
     const std::string table = parts[0];
     if (table == "PIDsSalida")
-        return table + " " + std::to_string(2 * std::stoi(parts[1]) + std::stoi(parts[2])) + " " +
-               parts.at(3);
-    if (table == "alarmasEstado")
-        return table + " " +
-               Database(kTempDb).value("SELECT rowid FROM alarmasEstado WHERE nombre = '" +
-                                       parts[1] + "'") +
-               " " + parts.at(2);
-    if (table == "EntradaAV" || table == "ServiciosSalida" || table == "EsclavosModulo")
+        return table + " " + parts.at(1) + "." + parts.at(2) + " " + parts.at(3);
+    if (table == "alarmasEstado" || table == "EntradaAV" || table == "ServiciosSalida" ||
+        table == "EsclavosModulo")
         return table + " " + parts.at(1) + " " + (parts.size() > 2 ? parts[2] : "");
     return table + " 1 " + parts.at(1);
 }
@@ -284,17 +279,11 @@ std::set<std::size_t> different(const Bytes& one, const Bytes& other) {
     return all;
 }
 
-// "EntradaAV 1 Brillo" to the statement that stores a value there which differs from the old one in
-// each byte that is sent.
-std::string change_of(const std::string& cell, bool text) {
-    std::istringstream words(cell);
-    std::string table;
-    std::string row;
-    std::string column;
-    words >> table >> row >> column;
-    const std::string value = text ? "'" + std::string(15, '~') + "'"
-                                   : "(" + column + " | 0x1010101) - (" + column + " & 0x1010101)";
-    return "UPDATE " + table + " SET " + column + " = " + value + " WHERE rowid = " + row;
+// A value that differs from the old one of a cell in each byte that is sent.
+std::string another_value(const std::string& cell, bool text) {
+    const std::string column = cell.substr(cell.rfind(' ') + 1);
+    return text ? "'" + std::string(15, '~') + "'"
+                : "(" + column + " | 0x1010101) - (" + column + " & 0x1010101)";
 }
 
 struct Block {
@@ -318,8 +307,8 @@ TEST(ProtocolDocument, NamesTheColumnsThatTheBlocksShow) {
             SCOPED_TRACE(place.content);
             const OpenBoard board;
             const Bytes before = answer_to(block.command, block.request);
-            Database(kConfDb).run(change_of(cell_named(quoted(place.content).at(0)),
-                                            place.content.ends_with("text")));
+            const std::string cell = cell_named(quoted(place.content).at(0));
+            set_cell(cell, another_value(cell, place.content.ends_with("text")));
             const std::set<std::size_t> changed =
                 different(before, answer_to(block.command, block.request));
             EXPECT_THAT(changed, Not(IsEmpty()));
@@ -339,12 +328,7 @@ TEST(ProtocolDocument, NamesTheStreamsThatBlock1Shows) {
         SCOPED_TRACE(place.content);
         const OpenBoard board;
         EXPECT_EQ(answer_to(1, {1})[place.position], 1);
-        const std::string stream = cell_named(quoted(place.content).at(0));
-        std::istringstream words(stream);
-        std::string table;
-        std::string row;
-        words >> table >> row;
-        Database(kConfDb).run("UPDATE PIDsSalida SET Seleccionado = 2 WHERE rowid = " + row);
+        set_cell(cell_named(quoted(place.content).at(0)), "2");
         EXPECT_EQ(answer_to(1, {1})[place.position], 0);
         seen.push_back(place.position);
     }

@@ -474,8 +474,8 @@ TEST_F(Slaves, ReportTheStateOfTheirEncoder) {
         const Contents before = contents();
         EXPECT_EQ(answer(of_slave(109, kMac, c.text)), "6D 00");
         Contents expected = before;
-        expected["alarmasEstado 15 valor"] = "'" + c.stored + "'";
-        expected["alarmasEstado 15 EstadoPendienteRE"] = "2";
+        expected["alarmasEstado estado_remote_encoder valor"] = "'" + c.stored + "'";
+        expected["alarmasEstado estado_remote_encoder EstadoPendienteRE"] = "2";
         EXPECT_THAT(changes(expected, contents()), IsEmpty());
         EXPECT_EQ(log_.take().size(), 2U);
     }
@@ -484,19 +484,19 @@ TEST_F(Slaves, ReportTheStateOfTheirEncoder) {
 TEST_F(Slaves, ReportAStateThatRunsOnIntoItsCodes) {
     // The negative of 03 + 11 + 6D + 61 + 62 + 63 with an empty MAC.
     EXPECT_EQ(answer(of_slave(109, "", text_bytes("abc"))), "6D 00");
-    EXPECT_EQ(Database(kTempDb).value("SELECT valor FROM alarmasEstado WHERE idalarmasEstado = 15"),
+    EXPECT_EQ(Database(kTempDb).value(
+                  "SELECT valor FROM alarmasEstado WHERE nombre = 'estado_remote_encoder'"),
               "abc\x59");
 }
 
 TEST_F(Slaves, ReportIntoARowOfTheNameWhateverItsKey) {
     Database(kTempDb).run(
-        "UPDATE alarmasEstado SET nombre = 'x' WHERE idalarmasEstado = 15;"
-        "UPDATE alarmasEstado SET nombre = 'estado_remote_encoder'"
-        " WHERE idalarmasEstado = 3");
+        "UPDATE alarmasEstado SET nombre = 'x' WHERE nombre = 'estado_remote_encoder';"
+        "UPDATE alarmasEstado SET nombre = 'estado_remote_encoder' WHERE nombre = 'alarma_cod'");
     add_slave(1);
     EXPECT_THAT(exchange(of_slave(109, kMac, hex("41 00"))).changes,
-                ElementsAre("alarmasEstado 3 EstadoPendienteRE: 0 -> 2",
-                            "alarmasEstado 3 valor: '0' -> 'A'"));
+                ElementsAre("alarmasEstado estado_remote_encoder EstadoPendienteRE: 0 -> 2",
+                            "alarmasEstado estado_remote_encoder valor: '0' -> 'A'"));
 }
 
 TEST_F(Slaves, AreToldNothingOfAReportThatCouldNotBeStored) {
@@ -887,8 +887,8 @@ const Short kShort[] = {
      .info = {109, 'M'},
      .answer = "6D 00",
      .mac = "M\x41",
-     .changes = {"alarmasEstado 15 EstadoPendienteRE: 0 -> 2",
-                 "alarmasEstado 15 valor: '00000000' -> ''"}},
+     .changes = {"alarmasEstado estado_remote_encoder EstadoPendienteRE: 0 -> 2",
+                 "alarmasEstado estado_remote_encoder valor: '00000000' -> ''"}},
     {.name = "111",
      .info = {111, 'M'},
      .answer = "6F 00 30 30 31 61 32 62 33 63 34 64 35 65 00",
@@ -912,7 +912,7 @@ TEST_F(Slaves, SendShortRequestsThatRunOnIntoTheirChecksum) {
             "UPDATE EntradaAV SET EstadoPendienteRE = 4 + IdEntradaAV");
         Database(kTempDb).run(
             "UPDATE alarmasEstado SET valor = '00000000', EstadoPendienteRE = 0"
-            " WHERE idalarmasEstado = 15");
+            " WHERE nombre = 'estado_remote_encoder'");
         Lines expected = new_row(c.mac);
         expected.insert(expected.end(), c.changes.begin(), c.changes.end());
         const Exchange told = exchange(c.info);

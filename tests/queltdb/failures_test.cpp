@@ -304,7 +304,8 @@ TEST_F(Statements, UpdatesThatFailCanBeRepeated) {
     }
     EXPECT_STREQ(record.valor->texto(), "a b%c%d");
     EXPECT_THAT(modified(record), ElementsAre("valor", "EstadoPendienteRE"));
-    EXPECT_EQ(database.rows("SELECT valor, EstadoPendienteRE FROM alarmasEstado WHERE rowid=2"),
+    EXPECT_EQ(database.rows(
+                  "SELECT valor, EstadoPendienteRE FROM alarmasEstado WHERE nombre='alarma_in'"),
               (Rows{{"1", "0"}}));
     EXPECT_THAT(take_pauses(), ElementsAre(1, 2, 3));
 
@@ -313,7 +314,8 @@ TEST_F(Statements, UpdatesThatFailCanBeRepeated) {
               (Printed{kSubstituted, ""}));
     EXPECT_STREQ(record.valor->texto(), "a b c%d");
     EXPECT_THAT(modified(record), IsEmpty());
-    EXPECT_EQ(database.rows("SELECT valor, EstadoPendienteRE FROM alarmasEstado WHERE rowid=2"),
+    EXPECT_EQ(database.rows(
+                  "SELECT valor, EstadoPendienteRE FROM alarmasEstado WHERE nombre='alarma_in'"),
               (Rows{{"a b c%d", "2"}}));
     EXPECT_THAT(take_pauses(), IsEmpty());
 }

@@ -9,6 +9,7 @@
 #include "tests/queltdb/fields.h"
 #include "tests/queltdb/statements.h"
 #include "tests/support/capture.h"
+#include "tests/support/contents.h"
 #include "tests/support/database.h"
 #include "tests/support/files.h"
 #include "tests/support/pauses.h"
@@ -74,14 +75,15 @@ TEST_F(Statements, UpdatesWriteAnyValue) {
         Trace trace(database);
         EXPECT_EQ(printed_by([&] { EXPECT_EQ(record.update(database.handle()), 1); }),
                   (Printed{times(value.substitutions, kSubstituted), ""}));
-        EXPECT_THAT(trace.take(), ElementsAre("UPDATE alarmasEstado SET  valor = " + value.quoted +
-                                              "  WHERE idalarmasEstado = '2'"));
+        EXPECT_THAT(trace.take(),
+                    ElementsAre("UPDATE alarmasEstado SET  valor = " + value.quoted +
+                                "  WHERE idalarmasEstado = '" + id_of_state("alarma_in") + "'"));
         EXPECT_STREQ(record.valor->texto(), kept);
         EXPECT_THAT(modified(record), IsEmpty());
         const auto after = select<tAlarmasEstado>(database.handle(), "WHERE nombre='alarma_in'");
         EXPECT_STREQ(after->at(0)->valor->texto(), kept);
-        EXPECT_EQ(database.value("SELECT count(*) FROM alarmasEstado WHERE valor IS 'before'"),
-                  "14");
+        EXPECT_EQ(database.value("SELECT count(*) FROM alarmasEstado WHERE valor IS NOT 'before'"),
+                  "1");
     }
     EXPECT_THAT(take_pauses(), IsEmpty());
 }
@@ -107,9 +109,10 @@ TEST_F(Statements, UpdatesWriteSeveralColumnsInTheirOrder) {
     Trace trace(database);
     EXPECT_EQ(record.update(database.handle()), 1);
     EXPECT_THAT(trace.take(), ElementsAre("UPDATE alarmasEstado SET  valor = '0101' , "
-                                          "EstadoPendienteRE = '2'  WHERE idalarmasEstado = '2'"));
+                                          "EstadoPendienteRE = '2'  WHERE idalarmasEstado = '" +
+                                          id_of_state("alarma_in") + "'"));
     EXPECT_EQ(database.rows("SELECT * FROM alarmasEstado WHERE valor='0101'"),
-              (Rows{{"2", "alarma_in", "0101", "0", "2"}}));
+              (Rows{{id_of_state("alarma_in"), "alarma_in", "0101", "0", "2"}}));
 }
 
 // Each value has a first percent sign of its own.

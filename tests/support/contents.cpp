@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <sstream>
+#include <stdexcept>
 #include <string_view>
 
 #include "tests/support/database.h"
@@ -33,15 +35,23 @@ const std::string& path_of(const std::string& table) {
     return table == "alarmasEstado" || table == "Bitrate_Nulos" ? kTempDb : kConfDb;
 }
 
-}  // namespace
+// The name of the rows of a table, as an SQL expression.
+std::string name_of_rows(const std::string& table) {
+    std::string name = "NULL";
+    if (table == "alarmasEstado")
+        name = "nombre";
+    if (table == "PIDsSalida")
+        name = "fk_idServicio || '.' || Tipo";
+    return "iif(count(*) OVER (PARTITION BY " + name + ") = 1, ifnull(" + name + ", rowid), rowid)";
+}
 
-Contents contents() {
+Contents cells_by(std::string (*row_name)(const std::string& table)) {
     Contents cells;
     for (const std::string& path : {kConfDb, kTempDb}) {
         const Database database(path);
         for (const std::string& table : tables_of(database)) {
             const std::vector<std::string> columns = columns_of(database, table);
-            std::string query = "SELECT rowid";
+            std::string query = "SELECT " + row_name(table);
             for (const std::string& column : columns)
                 query += ", quote(" + column + ")";
             for (const auto& row : database.rows(query + " FROM " + table)) {
@@ -51,6 +61,34 @@ Contents contents() {
         }
     }
     return cells;
+}
+
+}  // namespace
+
+Contents contents() {
+    return cells_by(name_of_rows);
+}
+
+Contents contents_by_id() {
+    return cells_by([](const std::string& /*table*/) { return std::string("rowid"); });
+}
+
+std::string id_of_state(const std::string& name) {
+    return Database(kTempDb).value("SELECT rowid FROM alarmasEstado WHERE nombre = '" + name + "'");
+}
+
+void set_cell(const std::string& cell, const std::string& value) {
+    std::istringstream words(cell);
+    std::string table;
+    std::string row;
+    std::string column;
+    words >> table >> row >> column;
+    const Database database(path_of(table));
+    database.run("UPDATE " + table + " SET " + column + " = " + value +
+                 " WHERE rowid IN (SELECT id FROM (SELECT rowid AS id, " + name_of_rows(table) +
+                 " AS name FROM " + table + ") WHERE name || '' = '" + row + "')");
+    if (database.value("SELECT changes()") != "1")
+        throw std::invalid_argument("no cell " + cell);
 }
 
 std::vector<std::string> changes(const Contents& before, const Contents& after) {

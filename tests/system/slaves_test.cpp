@@ -198,8 +198,8 @@ const Step kSlaves[] = {
      .request = "A5 03 00 00 00 17 6D 30 61 31 62 32 63 33 64 34 65 35 66 00 "
                 "30 30 30 30 30 30 30 33 00 72",
      .answer = "A5 03 00 00 00 02 6D 00 8E",
-     .changes = {"alarmasEstado 15 EstadoPendienteRE: 0 -> 2",
-                 "alarmasEstado 15 valor: '00000000' -> '00000003'"},
+     .changes = {"alarmasEstado estado_remote_encoder EstadoPendienteRE: 0 -> 2",
+                 "alarmasEstado estado_remote_encoder valor: '00000000' -> '00000003'"},
      .logged = {kWrite, "<31>Subcomando SUBCOMMAND_REMOTE_ENCODER_STATUS\n"}},
     {.name = "110 of another slave",
      .request = kRegistration2,

@@ -71,10 +71,10 @@ const std::vector<Row> kOutput = {
     {"Red.NIT_Patron", 255, 1, "Red 1 NIT_Patron"},
     {"Red.LCN_Mode", 255, 1, "Red 1 LCN_Mode"},
     {"Red.Insertar_TDT", 255, 1, "Red 1 Insertar_TDT"},
-    {"PIDsSalida.0.1.Seleccionado", 255, 1, "PIDsSalida 1 Seleccionado"},
-    {"PIDsSalida.0.2.Seleccionado", 255, 1, "PIDsSalida 2 Seleccionado"},
-    {"PIDsSalida.1.1.Seleccionado", 255, 1, "PIDsSalida 3 Seleccionado"},
-    {"PIDsSalida.1.2.Seleccionado", 255, 1, "PIDsSalida 4 Seleccionado"},
+    {"PIDsSalida.0.1.Seleccionado", 255, 1, "PIDsSalida 0.1 Seleccionado"},
+    {"PIDsSalida.0.2.Seleccionado", 255, 1, "PIDsSalida 0.2 Seleccionado"},
+    {"PIDsSalida.1.1.Seleccionado", 255, 1, "PIDsSalida 1.1 Seleccionado"},
+    {"PIDsSalida.1.2.Seleccionado", 255, 1, "PIDsSalida 1.2 Seleccionado"},
 };
 
 const std::vector<Row> kOthers = {
@@ -121,14 +121,7 @@ const std::vector<Row> kTexts = {
 
 // As an SQL literal.
 std::string cell(const std::string& name) {
-    std::istringstream words(name);
-    std::string table;
-    std::string row;
-    std::string column;
-    words >> table >> row >> column;
-    const std::string& path = table == "alarmasEstado" ? kTempDb : kConfDb;
-    return Database(path).value("SELECT quote(" + column + ") FROM " + table +
-                                " WHERE rowid = " + row);
+    return contents().at(name);
 }
 
 std::string quoted(const std::string& text) {
@@ -887,9 +880,9 @@ TEST_F(Writing, HandlesThePendingStatesOfRemoteEncoders) {
     EXPECT_EQ(cell("EntradaAV 1 EstadoPendienteRE"), "2");
 
     EXPECT_EQ(run_zondarctl({"slave", "report", mac, "00000011"}).out, "result  0\n");
-    EXPECT_EQ(cell("alarmasEstado 15 valor"), "'00000011'");
+    EXPECT_EQ(cell("alarmasEstado estado_remote_encoder valor"), "'00000011'");
     EXPECT_EQ(json_of({"slave", "report", mac, ""})["data"], Json({{"result", 0}}));
-    EXPECT_EQ(cell("alarmasEstado 15 valor"), "''");
+    EXPECT_EQ(cell("alarmasEstado estado_remote_encoder valor"), "''");
 }
 
 TEST_F(Writing, ShowsTheSettingsOfAnEncoder) {
