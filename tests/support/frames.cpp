@@ -1,6 +1,7 @@
 #include "tests/support/frames.h"
 
 #include <numeric>
+#include <span>
 #include <stdexcept>
 
 #include "tests/support/master.h"
@@ -8,27 +9,47 @@
 namespace {
 
 constexpr std::uint8_t kStart = 0xA5;
+constexpr std::uint8_t kCrc8Mode = 0x80;
 constexpr std::size_t kHead = 6;  // start, control, three header bytes, length
 
-std::uint8_t checksum(const Bytes& unstuffed) {
-    return static_cast<std::uint8_t>(-std::accumulate(unstuffed.begin() + 1, unstuffed.end(), 0));
+std::uint8_t checksum(std::span<const std::uint8_t> plain) {
+    return static_cast<std::uint8_t>(-std::accumulate(plain.begin() + 1, plain.end(), 0));
+}
+
+std::uint8_t crc8(std::span<const std::uint8_t> plain) {
+    unsigned crc = 0;
+    for (const std::uint8_t byte : plain.subspan(1)) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = crc >> 1U ^ ((crc & 1U) != 0 ? 0x8CU : 0U);
+    }
+    return static_cast<std::uint8_t>(crc);
+}
+
+// As frame() makes it, before any byte is doubled.
+Bytes plain_frame(std::uint8_t control, const Bytes& info, std::uint8_t header_byte_4 = 0) {
+    const bool crc8_mode = (control & kCrc8Mode) != 0;
+    Bytes plain = {kStart, control, 0, 0, header_byte_4, static_cast<std::uint8_t>(info.size())};
+    for (const std::uint8_t byte : info)
+        plain.push_back(static_cast<std::uint8_t>(crc8_mode ? byte ^ 0x55U : byte));
+    const std::uint8_t crc = crc8(plain);
+    plain.push_back(checksum(plain));
+    if (crc8_mode)
+        plain.push_back(crc);
+    return plain;
+}
+
+Bytes stuffed(const Bytes& plain) {
+    Bytes wire = {plain[0], plain[1]};
+    for (const std::uint8_t byte : std::span(plain).subspan(2))
+        wire.insert(wire.end(), byte == kStart ? 2 : 1, byte);
+    return wire;
 }
 
 }  // namespace
 
-Bytes frame(std::uint8_t command, const Bytes& info) {
-    Bytes plain = {kStart, command, 0, 0, 0, static_cast<std::uint8_t>(info.size())};
-    plain.insert(plain.end(), info.begin(), info.end());
-    if (checksum(plain) == kStart)
-        plain[4] = 1;
-    plain.push_back(checksum(plain));
-    Bytes stuffed = {plain[0], plain[1]};
-    for (std::size_t i = 2; i < plain.size(); ++i) {
-        stuffed.push_back(plain[i]);
-        if (plain[i] == kStart)
-            stuffed.push_back(kStart);
-    }
-    return stuffed;
+Bytes frame(std::uint8_t control, const Bytes& info) {
+    return stuffed(plain_frame(control, info));
 }
 
 Bytes info_of(const Bytes& answer, std::uint8_t command) {
@@ -53,5 +74,8 @@ Bytes info_of(const Bytes& answer, std::uint8_t command) {
 }
 
 Bytes ask(std::uint8_t command, const Bytes& info) {
-    return info_of(exchange(frame(command, info)), command);
+    Bytes plain = plain_frame(command, info);
+    if (plain.back() == kStart)
+        plain = plain_frame(command, info, 1);
+    return info_of(exchange(stuffed(plain)), command);
 }
