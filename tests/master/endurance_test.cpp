@@ -22,6 +22,7 @@
 #include "tests/support/daemon.h"
 #include "tests/support/database.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/syslog_reader.h"
 #include "tests/support/wait.h"
@@ -135,7 +136,7 @@ TEST(Connection, LeavesThePortFreeWhenTheDaemonIsKilledBeforeAnythingIsSaid) {
 TEST(Connection, LeavesThePortFreeWhenTheDaemonClosesItBeforeAnythingIsSaid) {
     make_board();
     std::optional<Daemon> daemon(std::in_place);
-    send_request(hex("A5 04 00 00 00 00 FC"));
+    send_request(frame(4));
     {
         Socket connection(address_of({}), kLong);
         pollfd end{connection.descriptor(), POLLRDHUP, 0};

@@ -20,8 +20,10 @@
 #include "master/parameters.h"
 #include "master/requests.h"
 #include "tests/support/database.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/peer.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/wait.h"
 #include "tests/zondarctl/running_daemon.h"
 
@@ -91,12 +93,16 @@ std::string stored_brightness() {
     return Database(kConfDb).value("SELECT Brillo FROM EntradaAV WHERE rowid = 0");
 }
 
-const Bytes kIdentify = hex("A5 04 00 00 00 00 FC");
-const Bytes kIdentification = hex(
-    "A5 04 00 00 00 30 5A 4E 44 02 04 5A 4E 44 32 41 56 2D 54 01 03 03 01 5A 4E 32 30 32 34 30 30 "
-    "30 31 32 33 30 30 31 61 32 62 33 63 34 64 35 65 00 00 00 00 00 00 00 B8");
-const Bytes kWritten = hex("A5 03 00 00 00 00 FD");
-const Bytes kRefused = joined({hex("A5 03 00 00 00 FF"), Bytes(255), hex("FE")});
+const Bytes kIdentify = frame(4);
+const Bytes kIdentification = hex(document::answer(kIdentify));
+const Bytes kWritten = frame(3);
+const Bytes kRefused = frame(3, Bytes(255));
+
+// What outcome() says of the answers.
+std::string bytes_of(const std::string& heading) {
+    return std::to_string(document::length(heading)) + " bytes";
+}
+const std::string kIdentified = bytes_of("Identification");
 
 // What a module that is none does with a request's collecting connection.
 struct Reply {
@@ -196,8 +202,8 @@ TEST(Session, TakesAnAnswerInEitherMode) {
 
 TEST(Session, AsksInCrc8Mode) {
     FakeModule module({{kIdentification}});
-    EXPECT_EQ(outcome(identification_request(), {.crc8_mode = true}), "48 bytes");
-    EXPECT_THAT(module.sent(), ElementsAre(hex("A5 84 00 00 00 00 7C D4")));
+    EXPECT_EQ(outcome(identification_request(), {.crc8_mode = true}), kIdentified);
+    EXPECT_THAT(module.sent(), ElementsAre(frame(0x84)));
 }
 
 TEST(Session, TakesTheFirstFrameOfWhatComes) {
@@ -206,7 +212,7 @@ TEST(Session, TakesTheFirstFrameOfWhatComes) {
           Reply{joined({hex("00 FC 04"), kIdentification})}, Reply{kIdentification, After::keeps},
           Reply{kIdentification, After::repeats}}) {
         FakeModule module({reply});
-        EXPECT_EQ(outcome(identification_request(), {.timeout = kForEver}), "48 bytes");
+        EXPECT_EQ(outcome(identification_request(), {.timeout = kForEver}), kIdentified);
         EXPECT_EQ(module.requests(), 1U);
         EXPECT_FALSE(marked());
     }
@@ -278,18 +284,9 @@ TEST(Session, RepeatsWhatReadsAndNeverWhatWritesWhenTheAnswerIsNotOne) {
          {hex("A5 84 00 00 00 00 7C D5")},
          {hex("A5 83 00 00 00 02 57 61 C3 BC")},
          "code: wrong checksum or CRC in the answer"},
-        {"sequence",
-         {hex("A5 34 00 00 00 00 CC")},
-         {hex("A5 33 00 00 00 00 CD")},
-         "sequence: the answer has sequence number 3"},
-        {"command",
-         {hex("A5 02 00 00 00 00 FE")},
-         {hex("A5 02 00 00 00 00 FE")},
-         "command: an answer to command 2 instead of 4"},
-        {"length",
-         {hex("A5 04 00 00 00 01 5A A1")},
-         {hex("A5 03 00 00 00 01 5A A2")},
-         "command: an answer to another request"},
+        {"sequence", {frame(0x34)}, {frame(0x33)}, "sequence: the answer has sequence number 3"},
+        {"command", {frame(2)}, {frame(2)}, "command: an answer to command 2 instead of 4"},
+        {"length", {frame(4, "5A")}, {frame(3, "5A")}, "command: an answer to another request"},
         {"zeros without end",
          {Bytes(1000), After::repeats},
          {Bytes(1000), After::repeats},
@@ -323,17 +320,17 @@ TEST(Session, RepeatsWhatReadsAndNeverWhatWritesWhenTheAnswerIsNotOne) {
 
 TEST(Session, TakesNoAnswerToAnotherBlockOrSubcommand) {
     constexpr char kMac[] = "0a1b2c3d4e5f";
-    Bytes block = joined({hex("A5 01 00 00 00 72 01"), Bytes(113), hex("8C")});
-    FakeModule other_block({{block}});
-    EXPECT_EQ(outcome(block_request(1)), "114 bytes");
+    Bytes info(document::length("Block 1"));
+    info[0] = 1;
+    FakeModule other_block({{frame(1, info)}});
+    EXPECT_EQ(outcome(block_request(1)), bytes_of("Block 1"));
     EXPECT_EQ(outcome(block_request(2), {.retries = 0}), "command: an answer to another request");
-    block[6] = 2;
-    block.back() = 0x8B;
+    info[0] = 2;
     EXPECT_EQ(other_block.requests(), 2U);
-    FakeModule short_block({{block}});
+    FakeModule short_block({{frame(1, info)}});
     EXPECT_EQ(outcome(block_request(2), {.retries = 0}), "command: an answer to another request");
     EXPECT_EQ(short_block.requests(), 1U);
-    FakeModule slave({{hex("A5 03 00 00 00 03 69 01 00 90")}});
+    FakeModule slave({{frame(3, "69 01 00")}});
     EXPECT_EQ(outcome(pending_state_request(kMac, 1)), "3 bytes");
     EXPECT_EQ(outcome(encoder_request(kMac, 1)), "command: an answer to another request");
     EXPECT_EQ(slave.requests(), 2U);
@@ -356,7 +353,7 @@ TEST(Session, SaysWhenTheModuleRefuses) {
         EXPECT_FALSE(marked());
     }
     // Only a write can be refused.
-    FakeModule module({{joined({hex("A5 04 00 00 00 FF"), Bytes(255), hex("FD")})}});
+    FakeModule module({{frame(4, Bytes(255))}});
     EXPECT_EQ(outcome({.command = 4}), "255 bytes");
 }
 
@@ -373,13 +370,13 @@ TEST(Session, RepeatsAsOftenAsItIsTold) {
 
 TEST(Session, ReturnsTheAnswerToARepetition) {
     FakeModule module({{hex("A5 04 00 00 00 00 FD")}, {}, {kIdentification}});
-    EXPECT_EQ(outcome(identification_request(), {.timeout = kForEver}), "48 bytes");
+    EXPECT_EQ(outcome(identification_request(), {.timeout = kForEver}), kIdentified);
     EXPECT_EQ(module.requests(), 3U);
     EXPECT_FALSE(marked());
 }
 
 TEST(Session, ReportsTheFirstFailure) {
-    FakeModule module({{hex("A5 34 00 00 00 00 CC")}, {hex("A5 04 00 00 00 00 FD")}, {}});
+    FakeModule module({{frame(0x34)}, {hex("A5 04 00 00 00 00 FD")}, {}});
     EXPECT_EQ(outcome(identification_request(), {.timeout = kForEver}),
               "sequence: the answer has sequence number 3");
     EXPECT_EQ(module.requests(), 3U);
@@ -474,7 +471,7 @@ TEST(Session, ReachesItsTargetByNameAndPort) {
     EXPECT_EQ(name_of({}), "127.0.0.1:8001");
     EXPECT_EQ(name_of({.host = "cabecera", .port = 7}), "cabecera:7");
     FakeModule module({{kIdentification}});
-    EXPECT_EQ(outcome(identification_request(), {.target = {.host = "localhost"}}), "48 bytes");
+    EXPECT_EQ(outcome(identification_request(), {.target = {.host = "localhost"}}), kIdentified);
     EXPECT_EQ(outcome(identification_request(), {.target = {.port = 8002}}),
               "connect: no connection: Connection refused");
 }
@@ -488,7 +485,7 @@ TEST(Session, EndsTheRequestNormallyAndTheCollectionByReset) {
         collection = accept();
         collection->send(kIdentification);
     });
-    EXPECT_EQ(outcome(identification_request()), "48 bytes");
+    EXPECT_EQ(outcome(identification_request()), kIdentified);
     EXPECT_EQ(request->end(), "normal");
     EXPECT_EQ(collection->end(), "reset");
 }
@@ -497,7 +494,7 @@ TEST(Session, EndsTheRequestNormallyAndTheCollectionByReset) {
 TEST(Session, LeavesThePortFreeHoweverFastTheModuleIs) {
     FakeModule module({{kIdentification}});
     for (int i = 0; i < 100; ++i)
-        EXPECT_EQ(outcome(identification_request()), "48 bytes");
+        EXPECT_EQ(outcome(identification_request()), kIdentified);
     EXPECT_EQ(module.requests(), 100U);
     EXPECT_EQ(waiting_at_the_port(), 0);
 }
@@ -546,7 +543,7 @@ TEST(Session, TracesItsFramesAndNoOthers) {
     EXPECT_EQ(outcome({.command = 4}, settings), "connect: no connection: Connection refused");
     EXPECT_FALSE(std::filesystem::exists(kTrace));
 
-    FakeModule module({{hex("A5 04 00 00 00 01 5A A1")}});
+    FakeModule module({{frame(4, "5A")}});
     const auto use_frames = [] {
         wire_bytes(request_record(3, Bytes{1, 2}, true), true);
         read_frame(kIdentification);
@@ -771,7 +768,7 @@ TEST_F(AskedDaemon, AnswersReadsAndWritesInBothModes) {
 
 TEST_F(AskedDaemon, IsReadInSpiteOfAnAnswerThatNobodyCollected) {
     leave_an_answer();
-    EXPECT_EQ(outcome(status_request()), "28 bytes");
+    EXPECT_EQ(outcome(status_request()), bytes_of("Status"));
     EXPECT_FALSE(marked());
 }
 
@@ -792,7 +789,7 @@ TEST_F(AskedDaemon, IsReadInSpiteOfHalfAFrame) {
     std::size_t exchanges = 0;
     EXPECT_EQ(outcome(status_request(),
                       {.on_exchange = [&](const Bytes&, const Bytes&) { ++exchanges; }}),
-              "28 bytes");
+              bytes_of("Status"));
     EXPECT_EQ(exchanges, 2U);
     EXPECT_FALSE(marked());
 }
@@ -835,13 +832,13 @@ TEST_F(AskedDaemon, CanBeResynchronisedAtAnyTime) {
 
 TEST_F(AskedDaemon, CanBeStartedAgainAtOnce) {
     for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(outcome(identification_request()), "48 bytes");
+        EXPECT_EQ(outcome(identification_request()), kIdentified);
     EXPECT_EQ(waiting_at_the_port(), 0);
     (*daemon_).stop(SIGTERM);
     Daemon next;
     EXPECT_EQ(empty_connection(), Bytes());
     EXPECT_TRUE(next.running());
-    EXPECT_EQ(outcome(identification_request()), "48 bytes");
+    EXPECT_EQ(outcome(identification_request()), kIdentified);
 }
 
 // Without the lock one would collect the answer to another.

@@ -12,7 +12,9 @@
 #include "tests/processor/own_log.h"
 #include "tests/support/bytes.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 
 namespace {
 
@@ -23,7 +25,7 @@ const std::string kWaiting = "<30>Waiting for zondar message:\n";
 const std::string kRead = "<30>Zondar message readed.\n";
 const std::string kResponse = "<30>Response to received frame:\n";
 
-const Bytes kIdentify = hex("A5 04 00 00 00 00 FC");
+const Bytes kIdentify = frame(4);
 
 // Every test has a process of its own, so nothing has brought the processor up here.
 TEST(ProcessorBeforeInit, LogsAnErrorAndReturnsAtOnce) {
@@ -71,7 +73,7 @@ class Processor : public testing::Test {
 };
 
 TEST_F(Processor, AnswersOneRequestACycle) {
-    EXPECT_EQ(to_hex(process(kIdentify)).substr(0, 18), "A5 04 00 00 00 30 ");
+    EXPECT_EQ(info_of(process(kIdentify), 4).size(), document::length("Identification"));
     EXPECT_THAT(log_.take(),
                 ElementsAre(kWaiting, kRead, "<31>CMD: Peticion de identificacion\n", kResponse));
     EXPECT_TRUE(received_);
@@ -79,39 +81,39 @@ TEST_F(Processor, AnswersOneRequestACycle) {
 
 TEST_F(Processor, TakesOneRequestAtATimeFromAConnection) {
     const Connection master;
-    master.send(joined({kIdentify, hex("A5 03 00 00 00 00 FD")}));
-    for (const char* start : {"A5 04 00 00 00 30 ", "A5 03 00 00 00 FF "}) {
+    master.send(joined({kIdentify, frame(3)}));
+    for (const std::uint8_t command : Bytes{4, 3}) {
         const Connection collecting;
         zondar_process(&received_);
-        EXPECT_EQ(to_hex(collecting.read_to_end()).substr(0, 18), start);
+        info_of(collecting.read_to_end(), command);
     }
 }
 
 TEST_F(Processor, SaysNothingWithoutTheProtocolBit) {
     conf_log = 0xFFFFFFBF;
-    EXPECT_EQ(process(kIdentify).size(), 55U);
-    EXPECT_THAT(process_unanswered(hex("A5 05 00 00 00 00 FB")), IsEmpty());
+    EXPECT_FALSE(process(kIdentify).empty());
+    EXPECT_THAT(process_unanswered(frame(5)), IsEmpty());
 }
 
 TEST_F(Processor, AnswersNoUnsupportedCommandButCountsItAsReceived) {
-    EXPECT_THAT(process_unanswered(hex("A5 05 00 00 00 00 FB")),
+    EXPECT_THAT(process_unanswered(frame(5)),
                 ElementsAre(kWaiting, kRead, "<28>CMD: ERROR: comando no soportado\n"));
     EXPECT_TRUE(received_);
 }
 
 struct Dropped {
     const char* name;
-    const char* request;
+    Bytes request;
     const char* error;
 };
 
-constexpr Dropped kDropped[] = {
+const Dropped kDropped[] = {
     {.name = "wrong checksum",
-     .request = "A5 04 00 00 00 00 FD",
+     .request = hex("A5 04 00 00 00 00 FD"),
      .error = "[ERROR]recibir_mensaje_nenlace: Checksum NOK in message received\n"
               "[ERROR]recibir_mensaje_nenlace: ERROR CHECKSUM1 in message received\n"},
     {.name = "sequence 1",
-     .request = "A5 14 00 00 00 00 EC",
+     .request = frame(0x14),
      .error = "[ERROR]recibir_mensaje_nenlace: SEQUENCE ERROR: Expected: 0 Recieved: 1\n"},
 };
 
@@ -119,7 +121,7 @@ TEST_F(Processor, AnswersNoInvalidRequestAndDoesNotCountItAsReceived) {
     for (const Dropped& c : kDropped) {
         SCOPED_TRACE(c.name);
         testing::internal::CaptureStderr();
-        EXPECT_THAT(process_unanswered(hex(c.request)), ElementsAre(kWaiting));
+        EXPECT_THAT(process_unanswered(c.request), ElementsAre(kWaiting));
         EXPECT_EQ(testing::internal::GetCapturedStderr(), c.error);
         EXPECT_FALSE(received_);
     }
@@ -129,7 +131,7 @@ TEST_F(Processor, NeverClearsTheReceivedFlag) {
     received_ = true;
     process_unanswered(hex("A5 04 00 00 00 00 FD"));
     EXPECT_TRUE(received_);
-    process_unanswered(hex("A5 05 00 00 00 00 FB"));
+    process_unanswered(frame(5));
     EXPECT_TRUE(received_);
     process(kIdentify);
     EXPECT_TRUE(received_);

@@ -162,50 +162,20 @@ TEST_F(DocumentedDaemon, AnswersPlainSubcommandsWithoutInfo) {
         const Bytes answer = exchange(hex(quoted(row[5]).at(0)));
         const std::string code = row[0];
         if (std::stoi(code) <= 80 || code == "107" || code == "108" || code == "112") {
-            EXPECT_EQ(to_hex(answer), "A5 03 00 00 00 00 FD");
+            EXPECT_EQ(to_hex(answer), to_hex(frame(3)));
         } else {
             EXPECT_GT(answer[5], 0);
         }
     }
 }
 
-// A frame that is sent, and what comes back: bytes, ?? for any byte, or "nothing".
-struct Exchange {
-    std::string request;
-    std::string answer;
-};
-
-std::vector<Exchange> exchanges() {
-    std::vector<Exchange> found;
-    std::string* last = nullptr;
-    for (const std::string& line : lines()) {
-        if (line.starts_with("    > ")) {
-            found.push_back({line.substr(6), ""});
-            last = &found.back().request;
-        } else if (line.starts_with("    < ")) {
-            last = &found.back().answer;
-            *last = line.substr(6);
-        } else if (line.starts_with("      ") && last != nullptr) {
-            *last += " " + line.substr(6);
-        } else {
-            last = nullptr;
-        }
-    }
-    for (Exchange& each : found) {
-        const std::string shortened = "(255 times 00)";
-        if (const std::size_t at = each.answer.find(shortened); at != std::string::npos)
-            each.answer.replace(at, shortened.size(), to_hex(Bytes(255)));
-    }
-    return found;
-}
-
-const Bytes kIdentify = hex("A5 04 00 00 00 00 FC");
+const Bytes kIdentify = frame(4);
 
 TEST_F(DocumentedDaemon, AnswersTheFramesAsShown) {
     const Bytes identification = exchange(kIdentify);
-    const std::vector<Exchange> all = exchanges();
+    const std::vector<document::Exchange> all = document::exchanges();
     ASSERT_GT(all.size(), 15U);
-    for (const Exchange& each : all) {
+    for (const document::Exchange& each : all) {
         SCOPED_TRACE(each.request);
         restore_board();
         if (each.answer == "nothing") {
@@ -213,13 +183,7 @@ TEST_F(DocumentedDaemon, AnswersTheFramesAsShown) {
             EXPECT_EQ(to_hex(exchange(kIdentify)), to_hex(identification));
             continue;
         }
-        std::string answer = to_hex(exchange(hex(each.request)));
-        ASSERT_EQ(answer.size(), each.answer.size()) << answer;
-        for (std::size_t i = 0; i < answer.size(); ++i) {
-            if (each.answer[i] == '?')
-                answer[i] = '?';
-        }
-        EXPECT_EQ(answer, each.answer);
+        EXPECT_EQ(document::as_shown(exchange(hex(each.request)), each.answer), each.answer);
     }
 }
 
@@ -254,18 +218,22 @@ TEST(ProtocolDocument, LaysOutTheBlocksAsTheDaemonDoes) {
 }
 
 TEST(ProtocolDocument, LeavesNoByteOfAnAnswerOut) {
-    const std::pair<const char*, std::size_t> kLengths[] = {
-        {"Identification", 48}, {"Status", 28},        {"Block 1", 114},
-        {"Block 2", 185},       {"Slave modules", 28},
+    const std::pair<const char*, const char*> kRequests[] = {
+        {"Identification", "A5 04"},
+        {"Status", "A5 00"},
+        {"Block 1", "A5 01 00 00 00 01 01"},
+        {"Block 2", "A5 01 00 00 00 01 02"},
+        {"Slave modules", "A5 03 00 00 00 0F 6A"},
     };
-    for (const auto& length : kLengths) {
-        SCOPED_TRACE(length.first);
+    for (const auto& [heading, request] : kRequests) {
+        SCOPED_TRACE(heading);
         std::size_t end = 0;
-        for (const Place& place : layout(length.first)) {
+        for (const Place& place : layout(heading)) {
             EXPECT_EQ(place.position, end);
             end += place.width;
         }
-        EXPECT_EQ(end, length.second);
+        const std::string head = document::answer(request).substr(0, 17);
+        EXPECT_EQ(end, hex(head).back());
     }
 }
 
@@ -456,9 +424,9 @@ TEST(ProtocolDocument, CountsTheStatementsThatFail) {
     const Requests kRequests[] = {
         {"identification, time, date, factory reset",
          {kIdentify, write(72, "30 39 2E 30 35"), write(73, "30 33 2E 30 32 2E 32 30 32 34")}},
-        {"status", {hex("A5 00 00 00 00 00 00")}},
-        {"configuration, block 1", {hex("A5 01 00 00 00 01 01 FD")}},
-        {"configuration, block 2", {hex("A5 01 00 00 00 01 02 FC")}},
+        {"status", {frame(0)}},
+        {"configuration, block 1", {frame(1, "01")}},
+        {"configuration, block 2", {frame(1, "02")}},
         {"27, 28, 32, 33", {write(27, "01"), write(28, "00"), write(32, "01"), write(33, "01")}},
         {"17, 19, 20", {write(17, "01"), write(19, "1E"), write(20, "07 3B 90")}},
         {"71", {write(71, country)}},

@@ -68,6 +68,8 @@ Bytes info_of(const Bytes& answer, std::uint8_t command) {
     }
     const std::uint8_t received = plain.back();
     plain.pop_back();
+    if (plain.size() < kHead || plain[2] != 0 || plain[3] != 0 || plain[4] != 0)
+        throw wrong();
     if (plain.size() != kHead + plain[kHead - 1] || received != checksum(plain))
         throw wrong();
     return {plain.begin() + kHead, plain.end()};

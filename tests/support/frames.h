@@ -16,7 +16,7 @@ Bytes frame(std::uint8_t control, const std::convertible_to<std::string_view> au
 }
 
 // The info of an answer to `command`. Throws with the whole frame when it is anything else: another
-// command or sequence, a wrong length or checksum, a byte too much.
+// command or sequence, header bytes other than 0, a wrong length or checksum, a byte too much.
 Bytes info_of(const Bytes& answer, std::uint8_t command);
 
 // Sends a request and returns the answer's info. One that would end in a doubled byte, which

@@ -53,6 +53,7 @@ TEST(InfoOfAnAnswer, IsThatOfAWholeAnswerToTheCommandAlone) {
     for (const char* const other : {
              "", "A5", "A5 04 00 00 00 02 02 34 C4",  // another command
              "A5 13 00 00 00 02 02 34 B5",            // a sequence number
+             "A5 03 00 00 01 02 02 34 C4",            // a header byte
              "A5 03 00 00 00 02 02 34 C6",            // a wrong checksum
              "A5 03 00 00 00 02 02 34",               // a byte too few
              "A5 03 00 00 00 02 02 34 C5 00",         // and too much

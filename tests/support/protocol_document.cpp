@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 
 #include "tests/support/files.h"
 
@@ -84,6 +85,79 @@ std::vector<Place> layout(const std::string& heading, bool of_one_channel) {
     std::sort(places.begin(), places.end(),
               [](const Place& a, const Place& b) { return a.position < b.position; });
     return places;
+}
+
+Place place(const std::string& heading, const std::string& content) {
+    std::vector<Place> found = layout(heading);
+    std::erase_if(found, [&content](const Place& each) {
+        return each.content.find(content) == std::string::npos;
+    });
+    if (found.size() != 1)
+        throw std::invalid_argument(heading + " has not one place of " + content);
+    return found[0];
+}
+
+std::size_t length(const std::string& heading) {
+    const Place last = layout(heading).back();
+    return last.position + last.width;
+}
+
+void put(const std::vector<Part>& parts, const std::string& heading, Bytes& info) {
+    for (const Part& part : parts) {
+        const Place to = place(heading, part.content);
+        if (part.bytes.size() != to.width)
+            throw std::invalid_argument(to_hex(part.bytes) + " is not as wide as " + part.content);
+        std::copy(part.bytes.begin(), part.bytes.end(), &info.at(to.position));
+    }
+}
+
+std::size_t statements(const std::string& request) {
+    for (const Row& row : table("| Request | Statements")) {
+        if (row[0] == request)
+            return std::stoul(row[1]);
+    }
+    throw std::invalid_argument("no statements of " + request);
+}
+
+std::vector<Exchange> exchanges() {
+    std::vector<Exchange> found;
+    std::string* last = nullptr;
+    for (const std::string& line : lines()) {
+        if (line.starts_with("    > ")) {
+            found.push_back({line.substr(6), ""});
+            last = &found.back().request;
+        } else if (line.starts_with("    < ")) {
+            last = &found.back().answer;
+            *last = line.substr(6);
+        } else if (line.starts_with("      ") && last != nullptr) {
+            *last += " " + line.substr(6);
+        } else {
+            last = nullptr;
+        }
+    }
+    for (Exchange& each : found) {
+        const std::string shortened = "(255 times 00)";
+        if (const std::size_t at = each.answer.find(shortened); at != std::string::npos)
+            each.answer.replace(at, shortened.size(), to_hex(Bytes(255)));
+    }
+    return found;
+}
+
+std::string answer(const std::string& request) {
+    for (const Exchange& each : exchanges()) {
+        if (each.request.starts_with(request))
+            return each.answer;
+    }
+    throw std::invalid_argument("no answer to " + request);
+}
+
+std::string as_shown(const Bytes& answer, const std::string& shown) {
+    std::string bytes = to_hex(answer);
+    for (std::size_t i = 0; i < std::min(bytes.size(), shown.size()); ++i) {
+        if (shown[i] == '?')
+            bytes[i] = '?';
+    }
+    return bytes;
 }
 
 }  // namespace document

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/bytes.h"
+
 namespace document {
 
 std::vector<std::string> lines();
@@ -28,5 +30,39 @@ struct Place {
 // "2 + 10c" stands for positions 2 and 12, and its columns have the same letter for 0 and 1. Of one
 // channel the letter stands for 1.
 std::vector<Place> layout(const std::string& heading, bool of_one_channel = false);
+
+// The one of them whose content has this in it.
+Place place(const std::string& heading, const std::string& content);
+
+// Of the whole layout.
+std::size_t length(const std::string& heading);
+
+// Bytes for such a place.
+struct Part {
+    std::string content;
+    Bytes bytes;
+};
+
+// Puts them into the info of an answer.
+void put(const std::vector<Part>& parts, const std::string& heading, Bytes& info);
+
+// How many statements a request makes at most.
+std::size_t statements(const std::string& request);
+
+// A frame that is sent, and what comes back: bytes, ?? for any byte, or "nothing".
+struct Exchange {
+    std::string request;
+    std::string answer;
+};
+std::vector<Exchange> exchanges();
+
+// The answer that is shown to the first request which begins with these bytes.
+std::string answer(const std::string& request);
+inline std::string answer(const Bytes& request) {
+    return answer(to_hex(request));
+}
+
+// The bytes of an answer, ?? where the page has it.
+std::string as_shown(const Bytes& answer, const std::string& shown);
 
 }  // namespace document

@@ -21,6 +21,7 @@
 #include "tests/support/files.h"
 #include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/syslog_reader.h"
 #include "tests/support/traced_daemon.h"
 
@@ -32,58 +33,15 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-// start, control, header, length 114
-// 0: block, input mode
-// 2, 12: the inputs: brightness, contrast, saturation, sharpness, standard, aspect ratio, bitrate
-// 8000 and 6500, audio bitrate, latency
-// 22: RF on, channel 21, 474000 kHz, attenuation 10, mode, bandwidth, guard interval, constellation
-// 3 less 1, code rate
-// 33, 54: the services: video and audio on, LCN, SID 101 and 102, "Canal Uno" and "Canal Dos"
-// 75: "Red Local", "Proveedor"
-// 105: NID 1, no TSID, no ONID, NIT, LCN mode, TDT
-// checksum
-const std::string kFrame1 =
-    "A5 01 00 00 00 72 "
-    "01 00 "
-    "33 34 32 03 01 01 1F 40 03 00 "
-    "3D 3E 3C 04 01 00 19 64 04 01 "
-    "00 15 07 3B 90 0A 01 00 00 02 04 "
-    "01 01 00 01 00 65 43 61 6E 61 6C 20 55 6E 6F 00 00 00 00 00 00 "
-    "01 01 00 02 00 66 43 61 6E 61 6C 20 44 6F 73 00 00 00 00 00 00 "
-    "52 65 64 20 4C 6F 63 61 6C 00 00 00 00 00 00 "
-    "50 72 6F 76 65 65 64 6F 72 00 00 00 00 00 00 "
-    "00 01 00 00 00 00 00 01 01 "
-    "4F";
-
-// start, control, header, length 185
-// 0: block, IP on, protocol, QoS, TTL, VLAN mode, VLAN 100, TPID 33024
-// 10, 42: the services: "239.1.1.1" and "239.1.1.2", 5000 and 5002, "SAP Uno" and "SAP Dos"
-// 74: announced, "224.2.127.254", "cabecera", every 5 seconds
-// 106: player mode, DHCP
-// 108: "192.168.1.50", "255.255.255.0", "192.168.1.1"
-// 153: "Spain"
-// 168: the clock, not here
-const std::string kFrame2UpToTheClock =
-    "A5 01 00 00 00 B9 "
-    "02 00 01 04 10 00 00 64 81 00 "
-    "32 33 39 2E 31 2E 31 2E 31 00 00 00 00 00 00 13 88 "
-    "53 41 50 20 55 6E 6F 00 00 00 00 00 00 00 00 "
-    "32 33 39 2E 31 2E 31 2E 32 00 00 00 00 00 00 13 8A "
-    "53 41 50 20 44 6F 73 00 00 00 00 00 00 00 00 "
-    "01 32 32 34 2E 32 2E 31 32 37 2E 32 35 34 00 00 "
-    "63 61 62 65 63 65 72 61 00 00 00 00 00 00 00 05 "
-    "00 00 "
-    "31 39 32 2E 31 36 38 2E 31 2E 35 30 00 00 00 "
-    "32 35 35 2E 32 35 35 2E 32 35 35 2E 30 00 00 "
-    "31 39 32 2E 31 36 38 2E 31 2E 31 00 00 00 00 "
-    "53 70 61 69 6E 00 00 00 00 00 00 00 00 00 00";
-
-const std::string kNothing = "A5 01 00 00 00 00 FF";
-
 constexpr std::uint8_t kRead = 1;
-constexpr std::size_t kHead = 6;
-constexpr std::ptrdiff_t kClock = 168;
-constexpr std::ptrdiff_t kBehindClock = 183;
+
+const std::string kFrame1 = document::answer(frame(kRead, {1}));
+const std::string kFrame2 = document::answer(frame(kRead, {2}));  // the clock left out
+const std::string kNothing = to_hex(frame(kRead));
+
+// Time and date.
+const auto kClock = static_cast<std::ptrdiff_t>(document::place("Block 2", "local time").position);
+constexpr std::ptrdiff_t kClockWidth = 15;
 
 std::string local_text(std::time_t now) {
     std::array<char, 32> text{};
@@ -100,59 +58,56 @@ class BoardConfiguration : public testing::Test {
     }
 
     // The whole frame, with the clock of this moment in it.
-    static void expect_block2(const std::string& request) {
+    static void expect_block2(const Bytes& request = frame(kRead, {2})) {
         const std::time_t before = std::time(nullptr);
-        const Bytes answer = exchange(hex(request));
+        const Bytes answer = exchange(request);
         const std::time_t after = std::time(nullptr);
+        EXPECT_EQ(document::as_shown(answer, kFrame2), kFrame2);
         const Bytes info = info_of(answer, kRead);
-        ASSERT_EQ(info.size(), 185U);
-        EXPECT_EQ(to_hex(Bytes(answer.begin(), answer.begin() + kHead + kClock)),
-                  kFrame2UpToTheClock);
-        const std::string clock(info.begin() + kClock, info.begin() + kBehindClock);
+        const std::string clock(info.begin() + kClock, info.begin() + kClock + kClockWidth);
         EXPECT_TRUE(std::regex_match(
             clock, std::regex("[0-2][0-9]\\.[0-5][0-9][0-3][0-9]\\.[01][0-9]\\.[0-9]{4}")))
             << clock;
         EXPECT_THAT(clock, AnyOf(local_text(before), local_text(after)));
-        EXPECT_EQ(to_hex(Bytes(info.begin() + kBehindClock, info.end())), "00 00");
     }
 };
 
 struct Form {
     const char* name;
-    const char* request;
+    Bytes request;
 };
 
 // The answer is in normal mode, its header bytes are 0.
 const Form kAskFor1[] = {
-    {"1", "A5 01 00 00 00 01 01 FD"},
-    {"0", "A5 01 00 00 00 01 00 FE"},
-    {"7", "A5 01 00 00 00 01 07 F7"},
-    {"255", "A5 01 00 00 00 01 FF FF"},
-    {"header bytes", "A5 01 01 02 03 01 01 F7"},
-    // 1, 7 and 0, XORed with 55
-    {"CRC8 mode", "A5 81 00 00 00 01 54 2A A3"},
-    {"CRC8 mode, 7", "A5 81 00 00 00 01 52 2C 7E"},
-    {"CRC8 mode, 0", "A5 81 00 00 00 01 55 29 FD"},
+    {"1", frame(kRead, {1})},
+    {"0", frame(kRead, {0})},
+    {"7", frame(kRead, {7})},
+    {"255", frame(kRead, {255})},
+    {"header bytes", hex("A5 01 01 02 03 01 01 F7")},
+    {"CRC8 mode", frame(0x81, {1})},
+    {"CRC8 mode, 7", frame(0x81, {7})},
+    {"CRC8 mode, 0", frame(0x81, {0})},
 };
 
 const Form kAskFor2[] = {
-    {"2", "A5 01 00 00 00 01 02 FC"},
-    {"CRC8 mode", "A5 81 00 00 00 01 57 27 41"},
+    {"2", frame(kRead, {2})},
+    {"CRC8 mode", frame(0x81, {2})},
 };
 
 const Form kAskForNothing[] = {
-    {"no block", "A5 01 00 00 00 00 FF"},
-    {"block 1 and more", "A5 01 00 00 00 02 01 01 FB"},
-    {"block 2 and more", "A5 01 00 00 00 02 02 02 F9"},
-    {"CRC8 mode, no block", "A5 81 00 00 00 00 7F 06"},
-    {"CRC8 mode, block 1 and more", "A5 81 00 00 00 02 54 54 D5 13"},
+    {"no block", frame(kRead)},
+    {"block 1 and more", frame(kRead, {1, 1})},
+    {"block 2 and more", frame(kRead, {2, 2})},
+    {"all 2", frame(kRead, Bytes(255, 2))},
+    {"CRC8 mode, no block", frame(0x81)},
+    {"CRC8 mode, block 1 and more", frame(0x81, {1, 1})},
 };
 
 TEST_F(BoardConfiguration, OfTheSampleBoardByteByByte) {
     const Daemon daemon;
     for (const Form& form : kAskFor1) {
         SCOPED_TRACE(form.name);
-        EXPECT_EQ(to_hex(exchange(hex(form.request))), kFrame1);
+        EXPECT_EQ(to_hex(exchange(form.request)), kFrame1);
     }
     for (const Form& form : kAskFor2) {
         SCOPED_TRACE(form.name);
@@ -160,68 +115,67 @@ TEST_F(BoardConfiguration, OfTheSampleBoardByteByByte) {
     }
     for (const Form& form : kAskForNothing) {
         SCOPED_TRACE(form.name);
-        EXPECT_EQ(to_hex(exchange(hex(form.request))), kNothing);
+        EXPECT_EQ(to_hex(exchange(form.request)), kNothing);
     }
-    EXPECT_EQ(to_hex(exchange(frame(kRead, Bytes(255, 2)))), kNothing);
     EXPECT_EQ(daemon.err(), "");
 }
 
 // Not that of whoever started it.
 TEST_F(BoardConfiguration, HasTheClockInTheSystemsZone) {
     const Daemon daemon({.prepare = [] { setenv("TZ", "<+14>-14", 1); }});
-    expect_block2("A5 01 00 00 00 01 02 FC");
+    expect_block2();
 }
 
 // Changes by another process
 
-struct Part {
-    std::ptrdiff_t position;
-    Bytes bytes;
-};
-
 struct Change {
     const char* sql;
-    std::vector<Part> block1 = {};
-    std::vector<Part> block2 = {};
+    std::vector<document::Part> block1 = {};
+    std::vector<document::Part> block2 = {};
 };
 
 // Each on top of the ones before it.
 const Change kChanges[] = {
     // start bytes, which are doubled on the wire
-    {.sql = "UPDATE EntradaAV SET Brillo = 165 WHERE IdEntradaAV = 0", .block1 = {{2, hex("A5")}}},
+    {.sql = "UPDATE EntradaAV SET Brillo = 165 WHERE IdEntradaAV = 0",
+     .block1 = {{"EntradaAV.0.Brillo", {0xA5}}}},
     {.sql = "UPDATE EntradaAV SET Bitrate = 42405 WHERE IdEntradaAV = 1",
-     .block1 = {{18, hex("A5 A5")}}},
+     .block1 = {{"EntradaAV.1.Bitrate", {0xA5, 0xA5}}}},
     {.sql = "UPDATE RFOut SET Frecuencia = 599500, Constelacion = 1",
-     .block1 = {{24, hex("09 25 CC")}, {31, hex("00")}}},
+     .block1 = {{"RFOut.Frecuencia", hex("09 25 CC")}, {"RFOut.Constelacion", {0}}}},
     {.sql = "UPDATE PIDsSalida SET Seleccionado = 2 WHERE Tipo = 2",
-     .block1 = {{34, hex("00")}, {55, hex("00")}}},
+     .block1 = {{"PIDsSalida.0.2", {0}}, {"PIDsSalida.1.2", {0}}}},
     {.sql = "UPDATE ServiciosSalida SET Nombre = 'A name of twenty ch.' WHERE IdServicio = 1",
-     .block1 = {{60, hex("41206E616D65206F66207477656E 00")}}},
+     .block1 = {{"ServiciosSalida.1.Nombre`", joined({text_bytes("A name of twen"), {0}})}}},
     {.sql = "UPDATE Red SET NID = 12345, TSID_Out = 5, ONID_Out = 6",
-     .block1 = {{105, hex("30 39 00 00 00 00")}}},
+     .block1 = {{"Red.NID", hex("30 39")},
+                {"0, for transport", {0, 0}},
+                {"0, for original", {0, 0}}}},
     {.sql = "UPDATE IPOut SET Vlan_Id = 4095, SAP_Time = -1",
-     .block2 = {{6, hex("0F FF")}, {105, hex("FF")}}},
+     .block2 = {{"IPOut.Vlan_Id", hex("0F FF")}, {"IPOut.SAP_Time", {0xFF}}}},
     // fifteen characters leave no room for a NUL
     {.sql = "UPDATE ConfiguracionGen SET Ip_Address = '192.168.100.200', "
             "Ip_Mask = '255.255.255.255', Modo_Entrada = 10, Subtimezone = 7",
-     .block1 = {{1, hex("0A")}},
-     .block2 = {{108, hex("3139322E3136382E3130302E323030 3235352E3235352E3235352E323535")},
-                {183, hex("07")}}},
+     .block1 = {{"ConfiguracionGen.Modo_Entrada", {10}}},
+     .block2 = {{"ConfiguracionGen.Ip_Address", text_bytes("192.168.100.200")},
+                {"ConfiguracionGen.Ip_Mask", text_bytes("255.255.255.255")},
+                {"ConfiguracionGen.Subtimezone", {7}}}},
     {.sql = "DELETE FROM ConfiguracionGen",
-     .block1 = {{1, hex("00")}, {27, hex("00")}},
-     .block2 = {{106, Bytes(62)}, {183, hex("00")}}},
+     .block1 = {{"ConfiguracionGen.Modo_Entrada", {0}}, {"ConfiguracionGen.Atenuacion", {0}}},
+     .block2 = {{"ConfiguracionGen.Player_Mode", {0}},
+                {"ConfiguracionGen.Ip_Dhcp", {0}},
+                {"ConfiguracionGen.Ip_Address", Bytes(15)},
+                {"ConfiguracionGen.Ip_Mask", Bytes(15)},
+                {"ConfiguracionGen.Ip_Gateway", Bytes(15)},
+                {"ConfiguracionGen.Country", Bytes(15)},
+                {"ConfiguracionGen.Subtimezone", {0}}}},
 };
 
 // Zeros in place of the clock.
 Bytes block2_without_clock() {
     Bytes info = ask(kRead, {2});
-    std::fill(info.begin() + kClock, info.begin() + kBehindClock, std::uint8_t{0});
+    std::fill_n(info.begin() + kClock, kClockWidth, std::uint8_t{0});
     return info;
-}
-
-void put(const std::vector<Part>& parts, Bytes& info) {
-    for (const Part& part : parts)
-        std::copy(part.bytes.begin(), part.bytes.end(), info.begin() + part.position);
 }
 
 TEST_F(BoardConfiguration, HoldsWhatAnotherProcessHasJustWritten) {
@@ -231,8 +185,8 @@ TEST_F(BoardConfiguration, HoldsWhatAnotherProcessHasJustWritten) {
     for (const Change& change : kChanges) {
         SCOPED_TRACE(change.sql);
         run_elsewhere(kConfDb, change.sql);
-        put(change.block1, block1);
-        put(change.block2, block2);
+        document::put(change.block1, "Block 1", block1);
+        document::put(change.block2, "Block 2", block2);
         EXPECT_EQ(to_hex(ask(kRead, {1})), to_hex(block1));
         EXPECT_EQ(to_hex(block2_without_clock()), to_hex(block2));
     }
@@ -241,35 +195,38 @@ TEST_F(BoardConfiguration, HoldsWhatAnotherProcessHasJustWritten) {
 
 // Databases that cannot be read
 
-int times(const std::string& text, const std::string& part) {
-    int count = 0;
+std::size_t times(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
     for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
         ++count;
     return count;
 }
 
+// Three for each value of both blocks.
+const std::size_t kAttempts = 3 * (document::statements("configuration, block 1") +
+                                   document::statements("configuration, block 2"));
+
 // Nothing but the block, and one below 0 for the constellation.
 void expect_zeros() {
-    Bytes block1(114);
+    Bytes block1(document::length("Block 1"));
     block1[0] = 1;
-    block1[31] = 0xFF;
+    document::put({{"RFOut.Constelacion", {0xFF}}}, "Block 1", block1);
     EXPECT_EQ(to_hex(ask(kRead, {1})), to_hex(block1));
-    Bytes block2(185);
+    Bytes block2(document::length("Block 2"));
     block2[0] = 2;
     EXPECT_EQ(to_hex(block2_without_clock()), to_hex(block2));
 }
 
 TEST_F(BoardConfiguration, OfALockedDatabaseIsZerosUntilItIsFree) {
     const TracedDaemon daemon(without_pauses());
-    EXPECT_EQ(to_hex(exchange(hex("A5 01 00 00 00 01 01 FD"))), kFrame1);
+    EXPECT_EQ(to_hex(exchange(frame(kRead, {1}))), kFrame1);
     {
         const ForeignLock lock(kConfDb);
         expect_zeros();
     }
-    // three attempts for each of the 46 and 25 values
-    EXPECT_EQ(times(daemon.err(), "doSelect: database is locked"), 3 * (46 + 25));
-    EXPECT_EQ(to_hex(exchange(hex("A5 01 00 00 00 01 01 FD"))), kFrame1);
-    expect_block2("A5 01 00 00 00 01 02 FC");
+    EXPECT_EQ(times(daemon.err(), "doSelect: database is locked"), kAttempts);
+    EXPECT_EQ(to_hex(exchange(frame(kRead, {1}))), kFrame1);
+    expect_block2();
 }
 
 TEST_F(BoardConfiguration, OfMissingTablesIsZerosUntilTheyAreThere) {
@@ -285,30 +242,32 @@ TEST_F(BoardConfiguration, OfMissingTablesIsZerosUntilTheyAreThere) {
     run_elsewhere(kConfDb, hide);
     expect_zeros();
     const std::string err = daemon.err();
-    EXPECT_EQ(times(err, "doSelect: no such table: "), 3 * (46 + 25));
+    EXPECT_EQ(times(err, "doSelect: no such table: "), kAttempts);
     run_elsewhere(kConfDb, restore);
-    EXPECT_EQ(to_hex(exchange(hex("A5 01 00 00 00 01 01 FD"))), kFrame1);
-    expect_block2("A5 01 00 00 00 01 02 FC");
+    EXPECT_EQ(to_hex(exchange(frame(kRead, {1}))), kFrame1);
+    expect_block2();
     EXPECT_EQ(daemon.err(), err);
 }
 
 TEST_F(BoardConfiguration, NeedsNoStateDatabase) {
     const Daemon daemon;
     const ForeignLock lock(kTempDb);
-    EXPECT_EQ(to_hex(exchange(hex("A5 01 00 00 00 01 01 FD"))), kFrame1);
-    expect_block2("A5 01 00 00 00 01 02 FC");
+    EXPECT_EQ(to_hex(exchange(frame(kRead, {1}))), kFrame1);
+    expect_block2();
     EXPECT_EQ(daemon.err(), "");
 }
 
 // The clock
 
-const std::string kWritten = "A5 03 00 00 00 00 FD";
+const std::string kWritten = to_hex(frame(3));
 
-// 72 "09.05" and 73 "03.02.2024"; in CRC8 mode each byte of them XORed with 55.
-constexpr char kSetTime[] = "A5 03 00 00 00 06 48 30 39 2E 30 35 B3";
-constexpr char kSetDate[] = "A5 03 00 00 00 0B 49 30 33 2E 30 32 2E 32 30 32 34 C0";
-constexpr char kSetTimeCrc8[] = "A5 83 00 00 00 06 1D 65 6C 7B 65 60 49 31";
-constexpr char kSetDateCrc8[] = "A5 83 00 00 00 0B 1C 65 66 7B 65 67 7B 67 65 67 61 35 3B";
+// 72 and 73
+const Bytes kTime = joined({{72}, text_bytes("09.05")});
+const Bytes kDate = joined({{73}, text_bytes("03.02.2024")});
+const Bytes kSetTime = frame(3, kTime);
+const Bytes kSetDate = frame(3, kDate);
+const Bytes kSetTimeCrc8 = frame(0x83, kTime);
+const Bytes kSetDateCrc8 = frame(0x83, kDate);
 
 // Those that the requests have caused.
 std::vector<std::string> request_lines(const SyslogReader& log) {
@@ -335,29 +294,29 @@ const std::string kDateRefused = "<28>ERROR: Al escribir la nueva fecha. root? t
 TEST_F(BoardConfiguration, ClockIsNotSetWithoutTheRightTo) {
     const SyslogReader log;
     const Daemon daemon({.options = {"-l", "64", "-s", "5"}});
-    EXPECT_EQ(to_hex(exchange(hex(kSetTime))), kWritten);
-    EXPECT_EQ(to_hex(exchange(hex(kSetDate))), kWritten);
-    EXPECT_EQ(to_hex(exchange(hex(kSetTimeCrc8))), kWritten);
-    EXPECT_EQ(to_hex(exchange(hex(kSetDateCrc8))), kWritten);
+    EXPECT_EQ(to_hex(exchange(kSetTime)), kWritten);
+    EXPECT_EQ(to_hex(exchange(kSetDate)), kWritten);
+    EXPECT_EQ(to_hex(exchange(kSetTimeCrc8)), kWritten);
+    EXPECT_EQ(to_hex(exchange(kSetDateCrc8)), kWritten);
     EXPECT_THAT(request_lines(log),
                 ElementsAre(kTimeLines[0], kTimeLines[1], kTimeRefused, kDateLines[0],
                             kDateLines[1], kDateRefused, kTimeLines[0], kTimeLines[1], kTimeRefused,
                             kDateLines[0], kDateLines[1], kDateRefused));
-    expect_block2("A5 01 00 00 00 01 02 FC");
+    expect_block2();
     EXPECT_EQ(daemon.err(), "");
 }
 
 TEST_F(BoardConfiguration, ClockThatIsNotSetIsNotLoggedWithoutTheProtocolBit) {
     const SyslogReader log;
     const Daemon daemon({.options = {"-l", "31", "-s", "5"}});
-    EXPECT_EQ(to_hex(exchange(hex(kSetTime))), kWritten);
-    EXPECT_EQ(to_hex(exchange(hex(kSetDate))), kWritten);
+    EXPECT_EQ(to_hex(exchange(kSetTime)), kWritten);
+    EXPECT_EQ(to_hex(exchange(kSetDate)), kWritten);
     EXPECT_THAT(request_lines(log), IsEmpty());
 }
 
 struct Setting {
     const char* name;
-    const char* request;
+    Bytes request;
     const std::vector<std::string>& lines;
     void (*change)(std::tm& local);
 };
@@ -428,11 +387,11 @@ TEST_F(BoardConfiguration, ClockIsSetByOneCallToTheVeryMoment) {
         TracedDaemon daemon({"-f", "-e", kTraced, "-e", "inject=clock_settime:retval=0"},
                             {"-l", "64", "-s", "5"});
         const std::time_t before = std::time(nullptr);
-        EXPECT_EQ(to_hex(exchange(hex(setting.request))), kWritten);
+        EXPECT_EQ(to_hex(exchange(setting.request)), kWritten);
         const std::time_t after = std::time(nullptr);
         EXPECT_THAT(request_lines(log), ElementsAreArray(setting.lines));
         // the machine's clock goes on
-        expect_block2("A5 01 00 00 00 01 02 FC");
+        expect_block2();
         daemon.stop();
         EXPECT_EQ(daemon.err(), "");
         EXPECT_THAT(calls_of_requests(),

@@ -14,7 +14,9 @@
 #include "tests/support/bytes.h"
 #include "tests/support/daemon.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/wait.h"
 #include "tests/system/cycle_log.h"
 
@@ -41,11 +43,6 @@ const std::string kCrcNok = "[ERROR]recibir_mensaje_nenlace: CRC8 NOK in message
 const std::string kCodesNok =
     "[ERROR]recibir_mensaje_nenlace: ERROR CHECKSUM1 in message received\n";
 
-const Bytes kIdentification = hex("A5 04 00 00 00 00 FC");
-const std::string kAnswer =
-    "A504000000305A4E4402045A4E443241562D54010303015A4E323032343030303132333030316132623363346435"
-    "6500000000000000B8";
-
 int occurrences(const std::string& text, const std::string& part) {
     int count = 0;
     for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
@@ -58,6 +55,9 @@ std::string compact(const Bytes& bytes) {
     std::erase(text, ' ');
     return text;
 }
+
+const Bytes kIdentification = frame(4);
+const std::string kAnswer = compact(hex(document::answer(kIdentification)));
 
 // The daemon on the sample board, and its log cycle by cycle.
 class Dispatch : public testing::Test {
@@ -95,39 +95,39 @@ class Dispatch : public testing::Test {
 };
 
 struct Answered {
-    const char* request;
-    const char* head;  // of the answer: start, control, header bytes
+    Bytes request;
+    std::uint8_t command;
     std::vector<std::string> log;
 };
 
 const std::vector<Answered> kAnswered = {
-    {"A5 00 00 00 00 00 00", "A5 00 00 00 00 ", {kState}},
-    {"A5 00 00 00 00 01 07 F8", "A5 00 00 00 00 ", {kState}},
-    {"A5 01 00 00 00 00 FF", "A5 01 00 00 00 ", {kBadBlock}},
-    {"A5 01 00 00 00 01 01 FD", "A5 01 00 00 00 ", {kBlock1}},
-    {"A5 01 00 00 00 01 02 FC", "A5 01 00 00 00 ", {kBlock2}},
-    {"A5 01 00 00 00 01 07 F7", "A5 01 00 00 00 ", {kBlock1}},
-    {"A5 01 00 00 00 02 02 02 F9", "A5 01 00 00 00 ", {kBadBlock}},
-    {"A5 02 00 00 00 00 FE", "A5 02 00 00 00 ", {kState}},
-    {"A5 02 00 00 00 01 07 F6", "A5 02 00 00 00 ", {kState}},
-    {"A5 03 00 00 00 00 FD", "A5 03 00 00 00 ", {kWrite, kBadLength}},
-    {"A5 03 00 00 00 01 01 FB", "A5 03 00 00 00 ", {kWrite, kBadLength}},
-    {"A5 03 00 00 00 02 FF 01 FB", "A5 03 00 00 00 ", {kWrite, kBadSubcommand}},
-    {"A5 04 00 00 00 00 FC", "A5 04 00 00 00 ", {kIdentify}},
-    {"A5 04 00 00 00 02 01 02 F7", "A5 04 00 00 00 ", {kIdentify}},
+    {frame(0), 0, {kState}},
+    {frame(0, "07"), 0, {kState}},
+    {frame(1), 1, {kBadBlock}},
+    {frame(1, "01"), 1, {kBlock1}},
+    {frame(1, "02"), 1, {kBlock2}},
+    {frame(1, "07"), 1, {kBlock1}},
+    {frame(1, "02 02"), 1, {kBadBlock}},
+    {frame(2), 2, {kState}},
+    {frame(2, "07"), 2, {kState}},
+    {frame(3), 3, {kWrite, kBadLength}},
+    {frame(3, "01"), 3, {kWrite, kBadLength}},
+    {frame(3, "FF 01"), 3, {kWrite, kBadSubcommand}},
+    {frame(4), 4, {kIdentify}},
+    {frame(4, "01 02"), 4, {kIdentify}},
     // header bytes are carried, but not copied into the answer
-    {"A5 04 01 02 03 00 F6", "A5 04 00 00 00 ", {kIdentify}},
-    // CRC8 mode: the info is unscrambled, the answer is in normal mode
-    {"A5 81 00 00 00 01 57 27 41", "A5 01 00 00 00 ", {kBlock2}},
-    {"A5 83 00 00 00 02 AA 54 7D 2C", "A5 03 00 00 00 ", {kWrite, kBadSubcommand}},
-    {"A5 84 00 00 00 00 7C D4", "A5 04 00 00 00 ", {kIdentify}},
+    {hex("A5 04 01 02 03 00 F6"), 4, {kIdentify}},
+    // CRC8 mode: the answer is in normal mode
+    {frame(0x81, "02"), 1, {kBlock2}},
+    {frame(0x83, "FF 01"), 3, {kWrite, kBadSubcommand}},
+    {frame(0x84), 4, {kIdentify}},
 };
 
 TEST_F(Dispatch, AnswersCommandsZeroToFour) {
     start_logging_all();
     for (const Answered& c : kAnswered) {
-        SCOPED_TRACE(c.request);
-        EXPECT_EQ(to_hex(exchange(hex(c.request))).substr(0, 15), c.head);
+        SCOPED_TRACE(to_hex(c.request));
+        info_of(exchange(c.request), c.command);
         std::vector<std::string> expected = {kRead};
         expected.insert(expected.end(), c.log.begin(), c.log.end());
         expected.insert(expected.end(), {kResponse, kWaiting});
@@ -136,22 +136,14 @@ TEST_F(Dispatch, AnswersCommandsZeroToFour) {
     EXPECT_EQ(daemon_->err(), "");
 }
 
-constexpr const char* kUnsupported[] = {
-    "A5 05 00 00 00 00 FB",    "A5 06 00 00 00 00 FA",    "A5 07 00 00 00 00 F9",
-    "A5 08 00 00 00 00 F8",    "A5 09 00 00 00 00 F7",    "A5 0A 00 00 00 00 F6",
-    "A5 0B 00 00 00 00 F5",    "A5 0C 00 00 00 00 F4",    "A5 0D 00 00 00 00 F3",
-    "A5 0E 00 00 00 00 F2",    "A5 0F 00 00 00 00 F1",    "A5 05 00 00 00 01 07 F3",
-    "A5 06 00 00 00 01 07 F2", "A5 07 00 00 00 01 07 F1", "A5 08 00 00 00 01 07 F0",
-    "A5 09 00 00 00 01 07 EF", "A5 0A 00 00 00 01 07 EE", "A5 0B 00 00 00 01 07 ED",
-    "A5 0C 00 00 00 01 07 EC", "A5 0D 00 00 00 01 07 EB", "A5 0E 00 00 00 01 07 EA",
-    "A5 0F 00 00 00 01 07 E9", "A5 85 00 00 00 00 7B 19",
-};
-
 TEST_F(Dispatch, AnswersNoOtherCommand) {
     start_logging_all();
-    for (const char* request : kUnsupported) {
-        SCOPED_TRACE(request);
-        send_request(hex(request));
+    std::vector<Bytes> requests = {frame(0x85)};
+    for (std::uint8_t command = 5; command <= 15; ++command)
+        requests.insert(requests.end(), {frame(command), frame(command, {7})});
+    for (const Bytes& request : requests) {
+        SCOPED_TRACE(to_hex(request));
+        send_request(request);
         EXPECT_THAT(next_cycle(), ElementsAre(kRead, kNotSupported, kWaiting));
     }
     EXPECT_EQ(daemon_->err(), "");
@@ -169,19 +161,17 @@ TEST_F(Dispatch, LogsTheResponseBeforeItIsSent) {
 
 TEST_F(Dispatch, RefusesAWriteWithTwoHundredFiftyFiveZeros) {
     start({});
-    const std::string refusal = to_hex(joined({hex("A5 03 00 00 00 FF"), Bytes(255), hex("FE")}));
-    for (const char* request :
-         {"A5 03 00 00 00 00 FD", "A5 03 00 00 00 01 01 FB", "A5 03 00 00 00 02 FF 01 FB"}) {
-        SCOPED_TRACE(request);
-        EXPECT_EQ(to_hex(exchange(hex(request))), refusal);
+    for (const Bytes& request : {frame(3), frame(3, {1}), frame(3, {255, 1})}) {
+        SCOPED_TRACE(to_hex(request));
+        EXPECT_EQ(to_hex(exchange(request)), to_hex(frame(3, Bytes(255))));
     }
 }
 
 TEST_F(Dispatch, AnswersAConfigurationReadOfWrongLengthWithoutInfo) {
     start({});
-    for (const char* request : {"A5 01 00 00 00 00 FF", "A5 01 00 00 00 02 01 01 FB"}) {
-        SCOPED_TRACE(request);
-        EXPECT_EQ(to_hex(exchange(hex(request))), "A5 01 00 00 00 00 FF");
+    for (const Bytes& request : {frame(1), frame(1, {1, 1})}) {
+        SCOPED_TRACE(to_hex(request));
+        EXPECT_EQ(to_hex(exchange(request)), to_hex(frame(1)));
     }
 }
 
@@ -216,34 +206,17 @@ TEST_F(Dispatch, DropsARequestWithAWrongCode) {
     EXPECT_EQ(occurrences(daemon_->out(), "WriteSocket"), 1);
 }
 
-struct WrongSequence {
-    const char* request;
-    const char* received;
-};
-
-constexpr WrongSequence kWrongSequences[] = {
-    {"A5 14 00 00 00 00 EC", "1"},
-    {"A5 24 00 00 00 00 DC", "2"},
-    {"A5 34 00 00 00 00 CC", "3"},
-    {"A5 44 00 00 00 00 BC", "4"},
-    {"A5 54 00 00 00 00 AC", "5"},
-    {"A5 64 00 00 00 00 9C", "6"},
-    {"A5 74 00 00 00 00 8C", "7"},
-    {"A5 B4 00 00 00 00 4C 50", "3"},
-    {"A5 F1 00 00 00 01 57 B7 D9", "7"},
-    // a control byte of 0xA5, which is never doubled
-    {"A5 A5 00 00 00 00 5B E1", "2"},
-};
-
 TEST_F(Dispatch, DropsARequestWithASequenceNumber) {
     start_logging_all();
     std::string errors;
-    for (const WrongSequence& c : kWrongSequences) {
-        SCOPED_TRACE(c.request);
-        send_request(hex(c.request));
+    // The control byte of the last one is a start byte, which is not doubled here.
+    for (const std::uint8_t control :
+         Bytes{0x14, 0x24, 0x34, 0x44, 0x54, 0x64, 0x74, 0xB4, 0xF1, 0xA5}) {
+        SCOPED_TRACE(int{control});
+        send_request(frame(control, {2}));
         EXPECT_THAT(next_cycle(), ElementsAre(kWaiting));
         errors += "[ERROR]recibir_mensaje_nenlace: SEQUENCE ERROR: Expected: 0 Recieved: ";
-        errors += c.received;
+        errors += std::to_string(control / 0x10 % 8);
         errors += "\n";
         EXPECT_EQ(daemon_->err(), errors);
     }
@@ -285,7 +258,7 @@ class DispatchLog : public Dispatch, public testing::WithParamInterface<Mask> {}
 TEST_P(DispatchLog, ShowsWhatLevelAndMaskLetThrough) {
     start(GetParam().options);
     expect_identification();
-    send_request(hex("A5 05 00 00 00 00 FB"));
+    send_request(frame(5));
     expect_identification();
     // It has read the end of the last request then, and so has begun to wait for the next.
     EXPECT_TRUE(eventually([&] { return occurrences(daemon_->out(), "Client Close") == 3; }));
@@ -302,7 +275,7 @@ TEST_F(Dispatch, PrintsItsStartEachAnswerAndEachClosedConnection) {
         eventually([&] { return daemon_->out() == "IP:169.254.34.21\nAbrirSocketServer\n"; }));
     expect_identification();
     expect_identification();
-    send_request(hex("A5 05 00 00 00 00 FB"));
+    send_request(frame(5));
     const std::string answer = "WriteSocket\nBuffer: " + kAnswer + "\nClient Close\n";
     const std::string expected =
         "IP:169.254.34.21\nAbrirSocketServer\n" + answer + answer + "Client Close\n";
@@ -348,8 +321,7 @@ TEST_F(Dispatch, TakesSeveralRequestsOnOneConnection) {
 TEST_F(Dispatch, TakesSeveralRequestsSentAtOnce) {
     start({});
     const Connection master;
-    master.send(joined({kIdentification, hex("A5 03 00 00 00 00 FD"), hex("A5 05 00 00 00 00 FB"),
-                        kIdentification}));
+    master.send(joined({kIdentification, frame(3), frame(5), kIdentification}));
     EXPECT_EQ(compact(collect_answer()), kAnswer);
     EXPECT_EQ(collect_answer().size(), 262U);
     EXPECT_EQ(compact(collect_answer()), kAnswer);

@@ -7,7 +7,9 @@
 
 #include "tests/support/bytes.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/wait.h"
 #include "tests/system/program_end.h"
 
@@ -53,13 +55,13 @@ TEST_F(Guards, AllowASlowScript) {
 
 // Reception watchdog
 
-// Waits for the end of a daemon that got `frame`, and for `trace` of it on standard error.
-void expect_end_in_spite_of(const std::string& frame, const std::string& trace) {
+// Waits for the end of a daemon that got this request, and for `trace` of it on standard error.
+void expect_end_in_spite_of(const Bytes& request, const std::string& trace) {
     const SyslogReader log;
     const auto start = std::chrono::steady_clock::now();
     Daemon daemon({.options = {"-p", ""}});
-    if (!frame.empty())
-        send_request(hex(frame));
+    if (!request.empty())
+        send_request(request);
     EXPECT_TRUE(eventually([&] { return daemon.err().find(trace) != std::string::npos; }));
     EXPECT_EQ(daemon.wait(), 1);
     const std::chrono::duration<double> lived = std::chrono::steady_clock::now() - start;
@@ -70,41 +72,41 @@ void expect_end_in_spite_of(const std::string& frame, const std::string& trace) 
 }
 
 TEST_F(Guards, EndAfterSilence) {
-    expect_end_in_spite_of("", "");
+    expect_end_in_spite_of({}, "");
 }
 
 TEST_F(Guards, EndInSpiteOfAWrongChecksum) {
-    expect_end_in_spite_of("A5 04 00 00 00 00 FD", "Checksum NOK in message received");
+    expect_end_in_spite_of(hex("A5 04 00 00 00 00 FD"), "Checksum NOK in message received");
 }
 
 TEST_F(Guards, EndInSpiteOfAWrongSequence) {
-    expect_end_in_spite_of("A5 14 00 00 00 00 EC", "SEQUENCE ERROR: Expected: 0 Recieved: 1");
+    expect_end_in_spite_of(frame(0x14), "SEQUENCE ERROR: Expected: 0 Recieved: 1");
 }
 
 TEST_F(Guards, EndInSpiteOfHalfAFrame) {
-    expect_end_in_spite_of("A5 04 00 00", "");
+    expect_end_in_spite_of(hex("A5 04 00 00"), "");
 }
 
 // Long after the check it still runs and answers.
-void expect_life_after(const std::string& frame, std::size_t answer_length) {
+void expect_life_after(const Bytes& request, const std::string& answer) {
     const SyslogReader log;
     Daemon daemon;
-    send_request(hex(frame));
-    if (answer_length != 0) {
-        EXPECT_EQ(collect_answer().size(), answer_length);
+    send_request(request);
+    if (!answer.empty()) {
+        EXPECT_EQ(to_hex(collect_answer()), answer);
     }
     EXPECT_FALSE(eventually([&] { return !daemon.running(); }, std::chrono::seconds(36)));
     EXPECT_EQ(log.count(kNothingCame.text), 0);
-    EXPECT_EQ(exchange(hex("A5 04 00 00 00 00 FC")).size(), 55U);
+    EXPECT_EQ(to_hex(exchange(frame(4))), document::answer(frame(4)));
 }
 
 TEST_F(Guards, AreContentWithOneRequest) {
-    expect_life_after("A5 04 00 00 00 00 FC", 55);
+    expect_life_after(frame(4), document::answer(frame(4)));
 }
 
 // A valid frame, although nobody answers its command.
 TEST_F(Guards, AreContentWithAnUnsupportedCommand) {
-    expect_life_after("A5 05 00 00 00 00 FB", 0);
+    expect_life_after(frame(5), "");
 }
 
 }  // namespace

@@ -10,7 +10,9 @@
 #include "tests/support/bytes.h"
 #include "tests/support/daemon.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/syslog_reader.h"
 
 namespace {
@@ -34,17 +36,6 @@ Bytes any_bytes(Random& random, std::size_t count) {
 
 void append(Bytes& stream, const Bytes& bytes) {
     stream.insert(stream.end(), bytes.begin(), bytes.end());
-}
-
-// A frame with a right checksum. Not doubled and without CRC, which makes some of them wrong.
-Bytes frame(std::uint8_t control, const Bytes& info) {
-    const auto length = static_cast<std::uint8_t>(info.size());
-    Bytes bytes = joined({{0xA5, control, 0, 0, 0, length}, info});
-    std::uint8_t sum = 0;
-    for (std::size_t i = 1; i < bytes.size(); ++i)
-        sum = static_cast<std::uint8_t>(sum + bytes[i]);
-    bytes.push_back(static_cast<std::uint8_t>(-sum));
-    return bytes;
 }
 
 Bytes noise(Random& random) {
@@ -129,19 +120,8 @@ constexpr Garbage kGarbage[] = {
 constexpr int kRounds = 15;
 constexpr int kConnections = 4;  // as many as wait in the queue without a new attempt
 
-const Bytes kRequest = hex("A5 04 00 00 00 00 FC");
-const std::string kAnswer = to_hex(joined({
-    hex("A5 04 00 00 00 30"),
-    text_bytes("ZND"),
-    hex("02 04"),
-    text_bytes("ZND2AV-T"),
-    hex("01 03"),
-    hex("03 01"),
-    text_bytes("ZN2024000123"),
-    text_bytes("001a2b3c4d5e"),
-    Bytes(7),
-    hex("B8"),
-}));
+const Bytes kRequest = frame(4);
+const std::string kAnswer = document::answer(kRequest);
 
 // A daemon that owes answers closes connections which it should have read: no concern of ours.
 void throw_at_the_daemon(const Bytes& stream) {

@@ -10,7 +10,9 @@
 #include "tests/support/bytes.h"
 #include "tests/support/daemon.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/syslog_reader.h"
 #include "tests/support/wait.h"
 
@@ -21,24 +23,15 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// start, control: command 4, three header bytes, length 0, checksum
-const Bytes kRequest = hex("A5 04 00 00 00 00 FC");
+const Bytes kRequest = frame(4);
+const std::string kSampleBoard = document::answer(kRequest);
 
-// start, control, header, length 48
-const Bytes kHead = hex("A5 04 00 00 00 30");
-
-const Bytes kSampleBoard = joined({
-    kHead,
-    text_bytes("ZND"),           // the model
-    hex("02 04"),                // software 2.4
-    text_bytes("ZND2AV-T"),      // the name
-    hex("01 03"),                // boot loader 1.3
-    hex("03 01"),                // hardware 3.1
-    text_bytes("ZN2024000123"),  // the serial number
-    text_bytes("001a2b3c4d5e"),  // the MAC address
-    Bytes(7),
-    hex("B8"),  // checksum
-});
+// The sample board's answer, but for these places.
+std::string answer_with(const std::vector<document::Part>& parts) {
+    Bytes info = info_of(hex(kSampleBoard), 4);
+    document::put(parts, "Identification", info);
+    return to_hex(frame(4, info));
+}
 
 class Identification : public testing::Test {
   protected:
@@ -60,57 +53,48 @@ class Identification : public testing::Test {
 
 TEST_F(Identification, OfTheSampleBoardByteByByte) {
     const Daemon daemon;
-    EXPECT_EQ(to_hex(exchange(kRequest)), to_hex(kSampleBoard));
+    EXPECT_EQ(to_hex(exchange(kRequest)), kSampleBoard);
 }
 
 TEST_F(Identification, IsTheSameForEveryFormOfTheRequest) {
     const Daemon daemon;
-    for (const char* request : {
-             "A5 04 00 00 00 00 FC",              //
-             "A5 04 01 02 03 00 F6",              // header bytes are not copied into the answer
-             "A5 04 00 00 00 02 01 02 F7",        // info is not looked at
-             "A5 04 00 00 00 02 A5 A5 A5 A5 B0",  // info of two start bytes, each doubled
-             "A5 84 00 00 00 00 7C D4",           // CRC8 mode; the answer is in normal mode
-             "A5 04 00 00 00 00 FC 00 00 00",     // bytes behind it that start no frame
+    for (const Bytes& request : {
+             kRequest, hex("A5 04 01 02 03 00 F6"),  // header bytes are not copied into the answer
+             frame(4, {1, 2}),                       // info is not looked at
+             frame(4, {0xA5, 0xA5}),                 // info of two start bytes, each doubled
+             frame(0x84),                            // CRC8 mode; the answer is in normal mode
+             joined({kRequest, {0, 0, 0}}),          // bytes behind it that start no frame
          }) {
-        SCOPED_TRACE(request);
-        EXPECT_EQ(to_hex(exchange(hex(request))), to_hex(kSampleBoard));
+        SCOPED_TRACE(to_hex(request));
+        EXPECT_EQ(to_hex(exchange(request)), kSampleBoard);
     }
 }
 
 TEST_F(Identification, WithoutMacHoldsZerosInItsPlace) {
     fs::remove("/quelt/script/MAC");
     const Daemon daemon({.options = {"-l", "16"}});
-    EXPECT_EQ(
-        to_hex(exchange(kRequest)),
-        to_hex(joined({kHead, text_bytes("ZND"), hex("02 04"), text_bytes("ZND2AV-T"), hex("01 03"),
-                       hex("03 01"), text_bytes("ZN2024000123"), Bytes(12), Bytes(7), hex("06")})));
+    EXPECT_EQ(to_hex(exchange(kRequest)), answer_with({{"MAC address", Bytes(12)}}));
 }
 
 TEST_F(Identification, DoublesTheStartByteWithinTheAnswer) {
     write_file("/quelt/conf/quelt_numserie", "\xA5\xA5SERIAL\x05\xA5\x06\xA5\n");
     const Daemon daemon;
     EXPECT_EQ(to_hex(exchange(kRequest)),
-              to_hex(joined({kHead, text_bytes("ZND"), hex("02 04"), text_bytes("ZND2AV-T"),
-                             hex("01 03"), hex("03 01"), hex("A5 A5 A5 A5"), text_bytes("SERIAL"),
-                             hex("05 A5 A5 06 A5 A5"), text_bytes("001a2b3c4d5e"), Bytes(7),
-                             hex("EF")})));
+              answer_with({{"serial number", text_bytes("\xA5\xA5SERIAL\x05\xA5\x06\xA5")}}));
 }
 
 TEST_F(Identification, IsReadOnceAtTheStart) {
     {
         const Daemon daemon;
-        EXPECT_EQ(to_hex(exchange(kRequest)), to_hex(kSampleBoard));
+        EXPECT_EQ(to_hex(exchange(kRequest)), kSampleBoard);
         write_file("/quelt/conf/quelt_numserie", "NEW000000000\n");
-        EXPECT_EQ(to_hex(exchange(kRequest)), to_hex(kSampleBoard));
+        EXPECT_EQ(to_hex(exchange(kRequest)), kSampleBoard);
         // Nothing is left of the connections then, so that the port can be bound again.
         EXPECT_TRUE(eventually([&] { return daemon.out().ends_with("Client Close\n"); }));
     }
     const Daemon restarted;
     EXPECT_EQ(to_hex(exchange(kRequest)),
-              to_hex(joined({kHead, text_bytes("ZND"), hex("02 04"), text_bytes("ZND2AV-T"),
-                             hex("01 03"), hex("03 01"), text_bytes("NEW000000000"),
-                             text_bytes("001a2b3c4d5e"), Bytes(7), hex("B4")})));
+              answer_with({{"serial number", text_bytes("NEW000000000")}}));
 }
 
 class IdentificationOfABareBoard : public Identification {
@@ -123,7 +107,8 @@ class IdentificationOfABareBoard : public Identification {
     }
 
     void expect_zeros() {
-        EXPECT_EQ(to_hex(exchange(kRequest)), to_hex(joined({kHead, Bytes(48), hex("CC")})));
+        EXPECT_EQ(to_hex(exchange(kRequest)),
+                  to_hex(frame(4, Bytes(document::length("Identification")))));
     }
 };
 

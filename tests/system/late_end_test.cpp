@@ -18,6 +18,7 @@
 #include "tests/support/database.h"
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/traced_daemon.h"
 #include "tests/support/wait.h"
@@ -27,8 +28,8 @@ namespace {
 
 using testing::MatchesRegex;
 
-const Bytes kStatus = hex("A5 00 00 00 00 00 00");
-const Bytes kUnsupported = hex("A5 05 00 00 00 00 FB");
+const Bytes kStatus = frame(0);
+const Bytes kUnsupported = frame(5);
 
 class LateEnd : public testing::Test {
   protected:

@@ -8,6 +8,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/daemon.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/program.h"
 #include "tests/support/wait.h"
@@ -61,7 +62,7 @@ TEST_F(LogFiles, HaveTheLinesOfTheDaemonApartFromOthers) {
     log("neighbour", LOG_INFO, "a line of another program");
     {
         Daemon daemon({.options = {"-l", "112", "-s", "5"}});
-        exchange(hex("A5 04 00 00 00 00 FC"));
+        exchange(frame(4));
         EXPECT_EQ(daemon.stop(SIGTERM), 1);
     }
     const std::string lines = written(kLines);

@@ -11,6 +11,7 @@
 #include "tests/support/daemon.h"
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/program.h"
 #include "tests/support/wait.h"
@@ -50,7 +51,7 @@ TEST_F(ReplayGuard, EndsADaemonThatLostAnAccept) {
     empty_connection();
     // A full ring: the oldest request is the first one that would be carried out again.
     for (int i = 0; i < 60; ++i)
-        exchange(hex("A5 03 00 00 00 02 02 07 F2"));
+        exchange(frame(3, "02 07"));
     empty_connection();
     take_the_room(daemon.pid());
     EXPECT_EQ(daemon.wait(), 1);
@@ -85,9 +86,9 @@ TEST_F(ReplayGuard, LeavesASoundDaemonAlone) {
     resynchronise();
     for (int i = 0; i < 20; ++i)
         send_request(hex("A5 04 00 00 00 00 00"));
-    send_request(hex("A5 03 00 00 00 0A 44 31 30 2E 31 2E 32 2E 33 00 2E"));
+    send_request(frame(3, "44 31 30 2E 31 2E 32 2E 33 00"));
     EXPECT_TRUE(eventually([&] { return daemon.err().find("said\n") != std::string::npos; }));
-    EXPECT_EQ(collect_answer(), hex("A5 03 00 00 00 00 FD"));
+    EXPECT_EQ(collect_answer(), frame(3));
     EXPECT_TRUE(daemon.running());
     EXPECT_THAT(daemon.err(), HasSubstr("Checksum NOK in message received\n"));
     EXPECT_THAT(daemon.err(), Not(HasSubstr("guard-replay")));

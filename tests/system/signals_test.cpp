@@ -16,7 +16,9 @@
 #include "tests/support/bytes.h"
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/traced_daemon.h"
 #include "tests/support/wait.h"
 #include "tests/system/program_end.h"
@@ -93,7 +95,7 @@ TEST_P(SignalWhileLogging, EndsTheDaemon) {
     log.pause();
     const Connection master;
     do
-        master.send(hex("A5 05 00 00 00 00 FB"));
+        master.send(frame(5));
     while (!log.full());
     EXPECT_FALSE(eventually([&] { return !daemon.running(); }, kMoment));
     Daemon::deliver(daemon.pid(), GetParam());
@@ -142,7 +144,7 @@ TEST_F(SystemSignals, OfTheUserDoNothing) {
     ASSERT_TRUE(up(log));
     for (const int signal : {SIGUSR1, SIGUSR2, SIGUSR1})
         daemon.send(signal);
-    EXPECT_EQ(exchange(hex("A5 04 00 00 00 00 FC")).size(), 55U);
+    EXPECT_EQ(to_hex(exchange(frame(4))), document::answer(frame(4)));
     EXPECT_TRUE(daemon.running());
     EXPECT_EQ(log.count("signal"), 0);
 }

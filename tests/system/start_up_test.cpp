@@ -20,7 +20,9 @@
 #include "tests/support/bytes.h"
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/wait.h"
 #include "tests/system/program_end.h"
 
@@ -313,7 +315,7 @@ TEST_P(LogLevel, LetsThroughWhatBelongsToIt) {
     fs::remove("/quelt/conf/quelt_modelo");
     const SyslogReader log;
     Daemon daemon({.options = {"-l", "112", "-s", std::to_string(GetParam())}});
-    EXPECT_EQ(exchange(hex("A5 04 00 00 00 00 FC")).size(), 55U);
+    ask(4, {});
     EXPECT_EQ(daemon.stop(SIGTERM), 1);
     for (const Leveled& line : lines)
         EXPECT_EQ(log.count(line.text) > 0, GetParam() >= line.first_level) << line.text;
@@ -324,7 +326,7 @@ INSTANTIATE_TEST_SUITE_P(Levels, LogLevel, testing::Range(0, 6));
 TEST_F(StartUp, LogsUpToInfoWithoutALevel) {
     const SyslogReader log;
     const Daemon daemon({.options = {"-l", "64"}});
-    exchange(hex("A5 04 00 00 00 00 FC"));
+    exchange(frame(4));
     EXPECT_TRUE(log.wait_for("Response to received frame:\n"));
     EXPECT_EQ(log.count("CMD: Peticion de identificacion"), 0);
 }
@@ -405,7 +407,7 @@ TEST_F(StartUp, DetachesInDaemonMode) {
                 ElementsAre(kStarted, kEntering, running_with(daemon.pid()),
                             AnyOf(kReady, kWatching), AnyOf(kReady, kWatching)));
     EXPECT_EQ(daemon.starter().out() + daemon.starter().err(), "");
-    EXPECT_EQ(exchange(hex("A5 04 00 00 00 00 FC")).size(), 55U);
+    EXPECT_EQ(to_hex(exchange(frame(4))), document::answer(frame(4)));
 }
 
 // What was logged before the detachment is still seen, nothing after it.
@@ -507,16 +509,16 @@ TEST_F(StartUp, ListensBeforeItLooksAtItsDevice) {
     ASSERT_EQ(mkfifo(model.c_str(), 0600), 0);
     const SyslogReader log;
     const Daemon daemon;
-    send_request(hex("A5 04 00 00 00 00 FC"));
+    send_request(frame(4));
     EXPECT_EQ(log.count(kReady.text), 0);
     const int pipe = open(model.c_str(), O_WRONLY | O_CLOEXEC);
     fs::remove(model);
     write_file(model, "ZND2AV-T\n");
     EXPECT_EQ(write(pipe, "ABC\n", 4), 4);
     close(pipe);
-    // The model, the software's version, the name.
-    EXPECT_THAT(to_hex(collect_answer()),
-                testing::StartsWith("A5 04 00 00 00 30 41 42 43 02 04 5A 4E 44 32 41 56 2D 54 "));
+    Bytes expected = info_of(hex(document::answer(frame(4))), 4);
+    document::put({{"type and model", text_bytes("ABC")}}, "Identification", expected);
+    EXPECT_EQ(to_hex(collect_answer()), to_hex(frame(4, expected)));
 }
 
 TEST_F(StartUp, EndsWhenThePortIsTaken) {

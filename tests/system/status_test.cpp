@@ -23,7 +23,9 @@
 #include "tests/support/database.h"
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/syslog_reader.h"
 #include "tests/support/traced_daemon.h"
 #include "tests/support/wait.h"
@@ -35,36 +37,19 @@ namespace {
 using testing::AnyOf;
 using testing::ElementsAre;
 
-// start, control: the command, three header bytes, length 0, checksum
-const Bytes kRequest = hex("A5 00 00 00 00 00 00");
-const Bytes kRequest2 = hex("A5 02 00 00 00 00 FE");
+const std::string kSampleBoard = document::answer(frame(0));
+const Bytes kSampleInfo = info_of(hex(kSampleBoard), 0);
 
-// start, control, header, length 28
-// 0: input synchronisation, 00000101
-// 1: the alarm of the inputs
-// 2: zeros
-// 6: output synchronised
-// 7: TV systems, 00210022
-// 9: HDMI 01210000 and HD-SDI 00220000, third byte
-// 11: constants
-// 13: HDMI and HD-SDI, fourth byte
-// 15: null level -5
-// 16: halves of 8000, 20000 and 6500, that is 0FA0, 2710 and 0CB2, their low bytes
-// 19: (20000 - 10000 * 10 / 100 * 2) * 188 / 204000, which is 16
-// 21: no IP streams
-// 27: no player
-// checksum
-const std::string kSampleBoard =
-    "A5 00 00 00 00 1C "
-    "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00 "
-    "58";
-const std::string kSampleBoard2 =
-    "A5 02 00 00 00 1C "
-    "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00 "
-    "56";
+// The sample board's answer, but for these places.
+std::string answer_with(const std::vector<document::Part>& parts, Bytes info = kSampleInfo) {
+    document::put(parts, "Status", info);
+    return to_hex(frame(0, info));
+}
+
+const std::string kSampleBoard2 = to_hex(frame(2, kSampleInfo));
 
 std::string status() {
-    return to_hex(exchange(kRequest));
+    return to_hex(exchange(frame(0)));
 }
 
 class Status : public testing::Test {
@@ -74,30 +59,29 @@ class Status : public testing::Test {
 
 struct Form {
     const char* name;
-    const char* request;
+    Bytes request;
     std::string answer;
 };
 
 const Form kForms[] = {
-    {.name = "status", .request = "A5 00 00 00 00 00 00", .answer = kSampleBoard},
-    {.name = "alarms", .request = "A5 02 00 00 00 00 FE", .answer = kSampleBoard2},
+    {"status", frame(0), kSampleBoard},
+    {"alarms", frame(2), kSampleBoard2},
     // not copied into the answer
-    {.name = "header bytes", .request = "A5 00 01 02 03 00 FA", .answer = kSampleBoard},
+    {"header bytes", hex("A5 00 01 02 03 00 FA"), kSampleBoard},
     // not looked at
-    {.name = "info", .request = "A5 00 00 00 00 02 02 01 FB", .answer = kSampleBoard},
-    {.name = "alarms, info", .request = "A5 02 00 00 00 01 FF FE", .answer = kSampleBoard2},
+    {"info", frame(0, "02 01"), kSampleBoard},
+    {"alarms, info", frame(2, "FF"), kSampleBoard2},
     // The answer is in normal mode.
-    {.name = "CRC8 mode", .request = "A5 80 00 00 00 00 80 CB", .answer = kSampleBoard},
-    {.name = "CRC8 mode, alarms", .request = "A5 82 00 00 00 00 7E 48", .answer = kSampleBoard2},
-    // info 02 01, each XORed with 55
-    {.name = "CRC8 mode, info", .request = "A5 80 00 00 00 02 57 54 D3 7B", .answer = kSampleBoard},
+    {"CRC8 mode", frame(0x80), kSampleBoard},
+    {"CRC8 mode, alarms", frame(0x82), kSampleBoard2},
+    {"CRC8 mode, info", frame(0x80, "02 01"), kSampleBoard},
 };
 
 TEST_F(Status, OfTheSampleBoardByteByByte) {
     const Daemon daemon;
     for (const Form& form : kForms) {
         SCOPED_TRACE(form.name);
-        EXPECT_EQ(to_hex(exchange(hex(form.request))), form.answer);
+        EXPECT_EQ(to_hex(exchange(form.request)), form.answer);
     }
     EXPECT_EQ(daemon.err(), "");
 }
@@ -106,77 +90,65 @@ struct Change {
     const char* name;
     std::string path;
     const char* sql;
-    std::string answer;
+    std::vector<document::Part> answer;  // what differs from the one before
 };
 
 // By another process, each on top of the ones before it.
 const Change kChanges[] = {
     // hardware, inputs, IP: bits 0, 1 and 5
-    {.name = "alarms",
-     .path = kTempDb,
-     .sql = "UPDATE alarmasEstado SET valor='1' WHERE nombre IN ('alarma_hw', 'alarma_ip')",
-     .answer =
-         "A5 00 00 00 00 1C "
-         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00 "
-         "37"},
+    {"alarms",
+     kTempDb,
+     "UPDATE alarmasEstado SET valor='1' WHERE nombre IN ('alarma_hw', 'alarma_ip')",
+     {{"alarma_hw", {0x23}}}},
     // level 300, which is 256 + 2C; total 10000, half of it 1388 hexadecimal, 9000 * 188 / 204000
     // is 8
-    {.name = "null-packet figures",
-     .path = kTempDb,
-     .sql = "UPDATE Bitrate_Nulos SET Nivel='300', Total='10000'",
-     .answer =
-         "A5 00 00 00 00 1C "
-         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 2C A0 88 B2 00 08 00 00 00 00 00 00 00 "
-         "20"},
+    {"null-packet figures",
+     kTempDb,
+     "UPDATE Bitrate_Nulos SET Nivel='300', Total='10000'",
+     {{"null packet level", {0x2C}}, {"output bitrates", hex("A0 88 B2 00 08 00 00 00 00 00 00")}}},
     // two streams, 2008 and 1A2C, and their sum
-    {.name = "output mode",
-     .path = kConfDb,
-     .sql = "UPDATE ConfiguracionGen SET Modo_Salida=1",
-     .answer =
-         "A5 00 00 00 00 1C "
-         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 2C 00 00 00 00 00 3A 34 20 08 1A 2C 00 "
-         "26"},
+    {"output mode",
+     kConfDb,
+     "UPDATE ConfiguracionGen SET Modo_Salida=1",
+     {{"output bitrates", hex("00 00 00 00 00 3A 34 20 08 1A 2C")}}},
     // one stream
-    {.name = "input mode",
-     .path = kConfDb,
-     .sql = "UPDATE ConfiguracionGen SET Modo_Entrada=10",
-     .answer =
-         "A5 00 00 00 00 1C "
-         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 2C 00 00 00 00 00 20 08 20 08 00 00 00 "
-         "B2"},
+    {"input mode",
+     kConfDb,
+     "UPDATE ConfiguracionGen SET Modo_Entrada=10",
+     {{"output bitrates", hex("00 00 00 00 00 20 08 20 08 00 00")}}},
     // 2008 + 6000, which is 1770 hexadecimal
-    {.name = "player",
-     .path = kTempDb,
-     .sql = "UPDATE alarmasEstado SET valor='1' WHERE nombre='estado_player'",
-     .answer =
-         "A5 00 00 00 00 1C "
-         "05 23 00 00 00 00 01 22 21 21 22 03 03 01 00 2C 00 00 00 00 00 37 78 20 08 17 70 01 "
-         "A3"},
+    {"player",
+     kTempDb,
+     "UPDATE alarmasEstado SET valor='1' WHERE nombre='estado_player'",
+     {{"output bitrates", hex("00 00 00 00 00 37 78 20 08 17 70")}, {"player", {1}}}},
     // nine characters count as 0
-    {.name = "too long a value",
-     .path = kTempDb,
-     .sql = "UPDATE alarmasEstado SET valor='012100000' WHERE nombre='estado_entradaAV_hdmi'",
-     .answer =
-         "A5 00 00 00 00 1C "
-         "05 23 00 00 00 00 01 22 21 00 22 03 03 00 00 2C 00 00 00 00 00 37 78 20 08 17 70 01 "
-         "C5"},
+    {"too long a value",
+     kTempDb,
+     "UPDATE alarmasEstado SET valor='012100000' WHERE nombre='estado_entradaAV_hdmi'",
+     {{"bits 16 to 23 of `estado_entradaAV_hdmi`", {0}},
+      {"bits 24 to 31 of `estado_entradaAV_hdmi`", {0}}}},
     // start bytes, of which each is doubled; the length stays
-    {.name = "start bytes",
-     .path = kTempDb,
-     .sql = "UPDATE alarmasEstado SET valor='A5A500A5' WHERE nombre LIKE 'estado_entradaAV_%'",
-     .answer = "A5 00 00 00 00 1C "
-               "03 23 00 00 00 00 01 A5 A5 A5 A5 A5 A5 A5 A5 03 03 A5 A5 A5 A5 2C "
-               "00 00 00 00 00 37 78 20 08 17 70 01 "
-               "4E"},
+    {"start bytes",
+     kTempDb,
+     "UPDATE alarmasEstado SET valor='A5A500A5' WHERE nombre LIKE 'estado_entradaAV_%'",
+     {{"estado_entradaAV_sync", {3}},
+      {"bits 0 to 7 of `estado_entradaAV_sistemaTV_12`", {0xA5}},
+      {"bits 16 to 23 of `estado_entradaAV_sistemaTV_12`", {0xA5}},
+      {"bits 16 to 23 of `estado_entradaAV_hdmi`", {0xA5}},
+      {"bits 16 to 23 of `estado_entradaAV_hdsdi`", {0xA5}},
+      {"bits 24 to 31 of `estado_entradaAV_hdmi`", {0xA5}},
+      {"bits 24 to 31 of `estado_entradaAV_hdsdi`", {0xA5}}}},
 };
 
 TEST_F(Status, HoldsWhatAnotherProcessHasJustWritten) {
     const Daemon daemon;
     EXPECT_EQ(status(), kSampleBoard);
+    Bytes info = kSampleInfo;
     for (const Change& change : kChanges) {
         SCOPED_TRACE(change.name);
         run_elsewhere(change.path, change.sql);
-        EXPECT_EQ(status(), change.answer);
+        document::put(change.answer, "Status", info);
+        EXPECT_EQ(status(), to_hex(frame(0, info)));
     }
     EXPECT_EQ(daemon.err(), "");
 }
@@ -186,9 +158,7 @@ TEST_F(Status, HoldsWhatAnotherProcessHasJustWritten) {
 // The board sends one IP stream, whose layout is not the one without a configuration.
 constexpr char kOneStreamSql[] = "UPDATE ConfiguracionGen SET Modo_Salida=1, Modo_Entrada=10";
 const std::string kOneStream =
-    "A5 00 00 00 00 1C "
-    "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 20 08 20 08 00 00 00 "
-    "7A";
+    answer_with({{"output bitrates", hex("00 00 00 00 00 20 08 20 08 00 00")}});
 
 // How often the main thread of a process has gone to wait for something.
 long waits_of(pid_t process) {
@@ -212,7 +182,7 @@ TEST_P(StatusOfALocked, DatabaseWaitsForTheOtherProcess) {
     for (int request = 1; request <= 3; ++request) {
         SCOPED_TRACE(request);
         ForeignLock lock(GetParam());
-        send_request(kRequest);
+        send_request(frame(0));
         ASSERT_TRUE(log.wait_for("CMD: Peticion de estado o alarmas", request));
         const long before = waits_of(daemon.pid());
         ASSERT_GE(before, 0);
@@ -329,20 +299,12 @@ struct Unreadable {
 constexpr char kStateTables[] = "alarmasEstado|Bitrate_Nulos";
 constexpr char kAllTables[] = "alarmasEstado|Bitrate_Nulos|ConfiguracionGen";
 
-// Nothing but the constants.
-const std::string kNothing =
-    "A5 00 00 00 00 1C "
-    "00 00 00 00 00 00 00 00 00 00 00 03 03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-    "DE";
-// Nothing but the constants and the null level.
+const document::Part kConstants = {"3 and 3", {3, 3}};
+const std::string kNothing = answer_with({kConstants}, Bytes(kSampleInfo.size()));
 const std::string kNoStates =
-    "A5 00 00 00 00 1C "
-    "00 00 00 00 00 00 00 00 00 00 00 03 03 00 00 85 00 00 00 00 00 00 00 00 00 00 00 00 "
-    "59";
-const std::string kNoLevel =
-    "A5 00 00 00 00 1C "
-    "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 00 00 00 00 00 00 20 08 20 08 00 00 00 "
-    "FF";
+    answer_with({kConstants, {"null packet level", {0x85}}}, Bytes(kSampleInfo.size()));
+const std::string kNoLevel = answer_with(
+    {{"null packet level", {0}}, {"output bitrates", hex("00 00 00 00 00 20 08 20 08 00 00")}});
 
 // The board sends one IP stream; without a configuration it counts as a multiplex of two, which
 // the sample board is.
@@ -475,7 +437,7 @@ TEST_F(Status, NeedsNoRightToWrite) {
     fs::permissions("/quelt/db", fs::perms::owner_read | fs::perms::owner_exec);
     const Daemon daemon;
     EXPECT_EQ(status(), kSampleBoard);
-    EXPECT_EQ(to_hex(exchange(kRequest2)), kSampleBoard2);
+    EXPECT_EQ(to_hex(exchange(frame(2))), kSampleBoard2);
     EXPECT_EQ(daemon.err(), "");
     fs::permissions("/quelt/db", fs::perms::owner_all);
 }
@@ -500,14 +462,10 @@ TEST_F(Status, LooksForThePlayersFileAtEachRequest) {
     run_elsewhere(kConfDb, kOneStreamSql);
     run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor='1' WHERE nombre='estado_player'");
     // 2008 + 6000, 2008 and 6000, which is 1770 hexadecimal; then 10000, which is 2710
-    const std::string without =
-        "A5 00 00 00 00 1C "
-        "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 37 78 20 08 17 70 01 "
-        "6B";
-    const std::string with =
-        "A5 00 00 00 00 1C "
-        "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 47 18 20 08 27 10 01 "
-        "0B";
+    const std::string without = answer_with(
+        {{"output bitrates", hex("00 00 00 00 00 37 78 20 08 17 70")}, {"player", {1}}});
+    const std::string with = answer_with(
+        {{"output bitrates", hex("00 00 00 00 00 47 18 20 08 27 10")}, {"player", {1}}});
     const Daemon daemon;
     EXPECT_EQ(status(), without);
     write_file("/tmp/to_play/video-final_HD.ts", "video");
@@ -561,17 +519,10 @@ TEST_F(Status, HoldsOldOrNewValuesWhileOthersWrite) {
                        "UPDATE alarmasEstado SET valor = 1 - valor WHERE nombre = 'alarma_hw'");
     const Writer conf(kConfDb, "UPDATE ConfiguracionGen SET Modo_Salida = 1 - Modo_Salida");
     // Alarms 02 or 03, and a multiplex or two streams.
-    const auto one_of_four =
-        AnyOf(kSampleBoard,
-              "A5 00 00 00 00 1C "
-              "05 03 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00 "
-              "57",
-              "A5 00 00 00 00 1C "
-              "05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 3A 34 20 08 1A 2C 00 "
-              "EE",
-              "A5 00 00 00 00 1C "
-              "05 03 00 00 00 00 01 22 21 21 22 03 03 01 00 85 00 00 00 00 00 3A 34 20 08 1A 2C 00 "
-              "ED");
+    const document::Part alarms = {"alarma_hw", {3}};
+    const document::Part streams = {"output bitrates", hex("00 00 00 00 00 3A 34 20 08 1A 2C")};
+    const auto one_of_four = AnyOf(kSampleBoard, answer_with({alarms}), answer_with({streams}),
+                                   answer_with({alarms, streams}));
     const Daemon daemon;
     for (int i = 0; i < 100; ++i)
         EXPECT_THAT(status(), one_of_four);

@@ -34,9 +34,8 @@ const std::string kFailed = "<28>ERROR: Peticion de escritura no exitosa.\n";
 const std::string kBadLength = "<28>Comando con longitud no esperada.\n";
 const std::string kBadSubcommand = "<28>Comando - Subcomando no reconocido.\n";
 
-// start, control: command 3, three header bytes, length, checksum
-const std::string kDone = "A5 03 00 00 00 00 FD";
-const std::string kRefusal = to_hex(joined({hex("A5 03 00 00 00 FF"), Bytes(255), hex("FE")}));
+const std::string kDone = to_hex(frame(3));
+const std::string kRefusal = to_hex(frame(3, Bytes(255)));
 
 // The daemon on a board, and its log request by request.
 class Writes : public testing::Test {
@@ -125,115 +124,112 @@ TEST_F(Writes, LogThatTheirRowIsNotThere) {
     EXPECT_EQ(daemon.err(), "");
 }
 
-struct Frame {
+Bytes text_write(std::uint8_t code, const std::string& text) {
+    return frame(3, joined({{code}, text_bytes(text), {0}}));
+}
+
+struct Write {
     const char* name;
-    const char* request;
+    Bytes request;
     std::vector<std::string> log;  // behind the line of the command
     std::vector<std::string> changes = {};
     std::string sql = {};  // before, by another process
     std::string answer = kDone;
 };
 
-// In this order, each on top of the ones before it. CRC8 mode is control 83, the info XORed with
-// 55, and a CRC behind the checksum.
-const std::vector<Frame> kFrames = {
+// In this order, each on top of the ones before it.
+const std::vector<Write> kWrites = {
     {.name = "brightness 77",
-     .request = "A5 03 00 00 00 02 02 4D AC",
+     .request = frame(3, "02 4D"),
      .log = {"<31>Subcomando Brillo ch1.\n"},
      .changes = {"EntradaAV 0 Brillo: 51 -> 77"}},
     {.name = "bitrate A55A, its A5 doubled",
-     .request = "A5 03 00 00 00 03 08 A5 A5 5A F3",
+     .request = frame(3, "08 A5 5A"),
      .log = {"<31>Subcomando SUBCOMMAND_BITRATE_CH1 \n"},
      .changes = {"EntradaAV 0 Bitrate: 8000 -> 42330"}},
     {.name = "input mode 3",
-     .request = "A5 03 00 00 00 02 01 03 F7",
+     .request = frame(3, "01 03"),
      .log = {"<31>Subcomando Modo Entrada.\n"},
      .changes = {"ConfiguracionGen 1 Modo_Entrada: 0 -> 10"}},
     {.name = "audio bitrate, and COFDM",
-     .request = "A5 03 00 00 00 02 11 01 E9",
+     .request = frame(3, "11 01"),
      .log = {"<31>Subcomando SUBCOMMAND_AUDIO_BITRATE_CH2\n",
              "<31>Subcomando SUBCOMMAND_COFDM_OFF_1\n"},
      .changes = {"EntradaAV 1 Audio_Bitrate: 4 -> 1", "RFOut 1 Cofdm_Off: 0 -> 1"}},
     {.name = "constellation 0, CRC8 mode",
-     .request = "A5 83 00 00 00 02 4C 55 DA AD",
+     .request = frame(0x83, "19 00"),
      .log = {"<31>Subcomando SUBCOMMAND_INTERVALO_GUARDA_1\n"},
      .changes = {"RFOut 1 Constelacion: 3 -> 1"}},
     {.name = "video of service 1 off",
-     .request = "A5 03 00 00 00 02 1B 00 E0",
+     .request = frame(3, "1B 00"),
      .log = {"<31>Subcomando SUBCOMMAND_VIDEO_SERV1\n"},
      .changes = {"EntradaAV 0 Remux_Av: 0 -> 2", "PIDsSalida 0.1 Seleccionado: 1 -> 2"}},
     {.name = "TSID 1234, which is not stored",
-     .request = "A5 03 00 00 00 03 28 12 34 8C",
+     .request = frame(3, "28 12 34"),
      .log = {"<31>Subcomando SUBCOMMAND_TSID_OUT\n"}},
     {.name = "channel 30",
-     .request = "A5 03 00 00 00 02 13 1E CA",
+     .request = frame(3, "13 1E"),
      .log = {"<31>Subcomando SUBCOMMAND_CANAL_SALIDA_1\n"},
      .changes = {"RFOut 1 Canal_Salida: 21 -> 30", "RFOut 1 Frecuencia: 474000 -> 546000"}},
     {.name = "frequency 474000, CRC8 mode",
-     .request = "A5 83 00 00 00 04 41 52 6E C5 B3 6F",
+     .request = frame(0x83, "14 07 3B 90"),
      .log = {"<31>Subcomando SUBCOMMAND_FRECUENCIA_1\n"},
      .changes = {"RFOut 1 Canal_Salida: 30 -> 21", "RFOut 1 Frecuencia: 546000 -> 474000"}},
     // only its first per cent sign is changed
     {.name = "it's 100%",
-     .request = "A5 03 00 00 00 0B 1F 69 74 27 73 20 31 30 30 25 00 86",
+     .request = frame(3, "1F 69 74 27 73 20 31 30 30 25 00"),
      .log = {"<31>Subcomando SUBCOMMAND_NOMBRE_SERV1\n"},
      .changes = {"ServiciosSalida 0 Nombre: 'Canal Uno' -> 'it''s 100 '"}},
     // A text that is not ended runs on into the codes, and not into what came before.
     {.name = "ABC, open",
-     .request = "A5 03 00 00 00 04 1F 41 42 43 14",
+     .request = frame(3, "1F 41 42 43"),
      .log = {"<31>Subcomando SUBCOMMAND_NOMBRE_SERV1\n"},
      .changes = {"ServiciosSalida 0 Nombre: 'it''s 100 ' -> 'ABC\x14'"}},
     {.name = "A, open",
-     .request = "A5 03 00 00 00 02 1F 41 9B",
+     .request = frame(3, "1F 41"),
      .log = {"<31>Subcomando SUBCOMMAND_NOMBRE_SERV1\n"},
      .changes = {"ServiciosSalida 0 Nombre: 'ABC\x14' -> 'A\x9B'"}},
     {.name = "ABC, open, CRC8 mode",
-     .request = "A5 83 00 00 00 04 4A 14 17 16 EE AA",
+     .request = frame(0x83, "1F 41 42 43"),
      .log = {"<31>Subcomando SUBCOMMAND_NOMBRE_SERV1\n"},
      .changes = {"ServiciosSalida 0 Nombre: 'A\x9B' -> 'ABC\xEE\xAA'"}},
     {.name = "A and a quote, open, CRC8 mode, checksum A5 doubled",
-     .request = "A5 83 00 00 00 03 4A 14 77 A5 A5 28",
+     .request = frame(0x83, "1F 41 22"),
      .log = {"<31>Subcomando SUBCOMMAND_NOMBRE_SERV1\n"},
      .changes = {"ServiciosSalida 0 Nombre: 'ABC\xEE\xAA' -> 'A\"\xA5('"}},
     // So does a number that is cut short: 12 E1; 12 D7.
     {.name = "bitrate 12",
-     .request = "A5 03 00 00 00 02 08 12 E1",
+     .request = frame(3, "08 12"),
      .log = {"<31>Subcomando SUBCOMMAND_BITRATE_CH1 \n"},
      .changes = {"EntradaAV 0 Bitrate: 42330 -> 4833"}},
     {.name = "bitrate 12, CRC8 mode",
-     .request = "A5 83 00 00 00 02 5D 47 D7 A4",
+     .request = frame(0x83, "08 12"),
      .log = {"<31>Subcomando SUBCOMMAND_BITRATE_CH1 \n"},
      .changes = {"EntradaAV 0 Bitrate: 4833 -> 4823"}},
-    {.name = "no value",
-     .request = "A5 03 00 00 00 01 02 FA",
-     .log = {kBadLength},
-     .answer = kRefusal},
-    {.name = "nothing, CRC8 mode",
-     .request = "A5 83 00 00 00 00 7D 85",
-     .log = {kBadLength},
-     .answer = kRefusal},
+    {.name = "no value", .request = frame(3, "02"), .log = {kBadLength}, .answer = kRefusal},
+    {.name = "nothing, CRC8 mode", .request = frame(0x83), .log = {kBadLength}, .answer = kRefusal},
     {.name = "sub-command 0",
-     .request = "A5 03 00 00 00 02 00 01 FA",
+     .request = frame(3, "00 01"),
      .log = {kBadSubcommand},
      .answer = kRefusal},
     {.name = "sub-command 54",
-     .request = "A5 03 00 00 00 02 36 01 C4",
+     .request = frame(3, "36 01"),
      .log = {kBadSubcommand},
      .answer = kRefusal},
     {.name = "sub-command 81, CRC8 mode",
-     .request = "A5 83 00 00 00 02 04 54 23 1E",
+     .request = frame(0x83, "51 01"),
      .log = {kBadSubcommand},
      .answer = kRefusal},
     {.name = "sub-command 113",
-     .request = "A5 03 00 00 00 02 71 01 89",
+     .request = frame(3, "71 01"),
      .log = {kBadSubcommand},
      .answer = kRefusal},
     {.name = "brightness without a row",
-     .request = "A5 03 00 00 00 02 02 4D AC",
+     .request = frame(3, "02 4D"),
      .log = {"<31>Subcomando Brillo ch1.\n", kFailed},
      .sql = "DELETE FROM EntradaAV WHERE IdEntradaAV = 0"},
     {.name = "audio bitrate without a row, COFDM none the less",
-     .request = "A5 03 00 00 00 02 11 01 E9",
+     .request = frame(3, "11 01"),
      .log = {"<31>Subcomando SUBCOMMAND_AUDIO_BITRATE_CH2\n", kFailed,
              "<31>Subcomando SUBCOMMAND_COFDM_OFF_1\n"},
      .changes = {"RFOut 1 Cofdm_Off: 0 -> 1"},
@@ -242,15 +238,15 @@ const std::vector<Frame> kFrames = {
 
 TEST_F(Writes, AreAnsweredStoredAndLoggedFrameByFrame) {
     const Daemon daemon = start();
-    for (const Frame& frame : kFrames) {
-        SCOPED_TRACE(frame.name);
-        if (!frame.sql.empty())
-            run_elsewhere(kConfDb, frame.sql);
+    for (const Write& write : kWrites) {
+        SCOPED_TRACE(write.name);
+        if (!write.sql.empty())
+            run_elsewhere(kConfDb, write.sql);
         const Contents before = contents();
-        EXPECT_EQ(to_hex(exchange(hex(frame.request))), frame.answer);
-        EXPECT_THAT(changes(before, contents()), ElementsAreArray(frame.changes));
+        EXPECT_EQ(to_hex(exchange(write.request)), write.answer);
+        EXPECT_THAT(changes(before, contents()), ElementsAreArray(write.changes));
         std::vector<std::string> expected = {kWrite};
-        expected.insert(expected.end(), frame.log.begin(), frame.log.end());
+        expected.insert(expected.end(), write.log.begin(), write.log.end());
         EXPECT_THAT(log_of_request(), ElementsAreArray(expected));
     }
     EXPECT_EQ(daemon.err(), "");
@@ -259,23 +255,19 @@ TEST_F(Writes, AreAnsweredStoredAndLoggedFrameByFrame) {
 TEST_F(Writes, OfTheAddressesAreSeenByTheNetworkScript) {
     const Daemon daemon = start();
     EXPECT_FALSE(fs::exists("/tmp/interfaces"));
-    // 68: 10.1.2.3
-    EXPECT_EQ(to_hex(exchange(hex("A5 03 00 00 00 0A 44 31 30 2E 31 2E 32 2E 33 00 2E"))), kDone);
+    EXPECT_EQ(to_hex(exchange(text_write(68, "10.1.2.3"))), kDone);
     EXPECT_EQ(read_file("/tmp/interfaces"), "0 10.1.2.3 255.255.255.0 192.168.1.1\n");
     EXPECT_THAT(log_of_request(), ElementsAre(kWrite, "<31>Subcomando SUBCOMMAND_IP_ADDRESS\n"));
-    // 69: 255.0.0.0
-    EXPECT_EQ(to_hex(exchange(hex("A5 03 00 00 00 0B 45 32 35 35 2E 30 2E 30 2E 30 00 F7"))),
-              kDone);
+    EXPECT_EQ(to_hex(exchange(text_write(69, "255.0.0.0"))), kDone);
     EXPECT_EQ(read_file("/tmp/interfaces"), "0 10.1.2.3 255.0.0.0 192.168.1.1\n");
     EXPECT_THAT(log_of_request(), ElementsAre(kWrite, "<31>Subcomando SUBCOMMAND_IP_MASK\n"));
-    // 70: 10.1.2.1
-    EXPECT_EQ(to_hex(exchange(hex("A5 03 00 00 00 0A 46 31 30 2E 31 2E 32 2E 31 00 2E"))), kDone);
+    EXPECT_EQ(to_hex(exchange(text_write(70, "10.1.2.1"))), kDone);
     EXPECT_EQ(read_file("/tmp/interfaces"), "0 10.1.2.3 255.0.0.0 10.1.2.1\n");
     EXPECT_THAT(log_of_request(), ElementsAre(kWrite, "<31>Subcomando SUBCOMMAND_IP_GATEWAY\n"));
     // Also when there is nothing to store it in, and when the script cannot do anything.
     run_elsewhere(kConfDb, "DELETE FROM ConfiguracionGen");
     write_script("/quelt/script/set_interfaces_db.sh", "echo run >> /tmp/interfaces; exit 1");
-    EXPECT_EQ(to_hex(exchange(hex("A5 03 00 00 00 0A 44 31 30 2E 31 2E 32 2E 33 00 2E"))), kDone);
+    EXPECT_EQ(to_hex(exchange(text_write(68, "10.1.2.3"))), kDone);
     EXPECT_EQ(read_file("/tmp/interfaces"), "0 10.1.2.3 255.0.0.0 10.1.2.1\nrun\n");
     EXPECT_THAT(log_of_request(),
                 ElementsAre(kWrite, "<31>Subcomando SUBCOMMAND_IP_ADDRESS\n", kFailed));
@@ -289,15 +281,15 @@ TEST_F(Writes, BringTheFactorySettingsBack) {
     EXPECT_THAT(ask(kWriteCommand, {2, 9}), IsEmpty());
     EXPECT_THAT(changes(factory, contents()), ElementsAre("EntradaAV 0 Brillo: 51 -> 9"));
     log_of_request();
-    EXPECT_EQ(to_hex(exchange(hex("A5 03 00 00 00 02 50 00 AB"))), kDone);
+    EXPECT_EQ(to_hex(exchange(frame(3, "50 00"))), kDone);
     EXPECT_THAT(changes(factory, contents()), IsEmpty());
     EXPECT_THAT(log_of_request(), ElementsAreArray(reset));
     // Nobody learns that it failed.
     write_script("/quelt/script/reset_factory_default.sh", "exit 1");
-    EXPECT_EQ(to_hex(exchange(hex("A5 03 00 00 00 02 50 00 AB"))), kDone);
+    EXPECT_EQ(to_hex(exchange(frame(3, "50 00"))), kDone);
     EXPECT_THAT(log_of_request(), ElementsAreArray(reset));
     fs::remove("/quelt/script/reset_factory_default.sh");
-    EXPECT_EQ(to_hex(exchange(hex("A5 83 00 00 00 02 05 55 21 84"))), kDone);
+    EXPECT_EQ(to_hex(exchange(frame(0x83, "50 00"))), kDone);
     EXPECT_THAT(log_of_request(), ElementsAreArray(reset));
     EXPECT_THAT(changes(factory, contents()), IsEmpty());
     // And it is written to as before.

@@ -15,6 +15,7 @@
 #include "tests/support/database.h"
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/traced_daemon.h"
 #include "tests/support/wait.h"
@@ -27,11 +28,11 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const Bytes kIdentify = hex("A5 04 00 00 00 00 FC");
-const Bytes kBrightness = hex("A5 03 00 00 00 02 02 34 C5");  // 52
-const Bytes kGateway = hex("A5 03 00 00 00 0D 46 31 39 32 2E 31 36 38 2E 31 2E 32 00 82");
-const Bytes kFactoryReset = hex("A5 03 00 00 00 02 50 00 AB");
-const std::string kWritten = "A5 03 00 00 00 00 FD";
+const Bytes kIdentify = frame(4);
+const Bytes kBrightness = frame(3, "02 34");  // 52
+const Bytes kGateway = frame(3, "46 31 39 32 2E 31 36 38 2E 31 2E 32 00");
+const Bytes kFactoryReset = frame(3, "50 00");
+const std::string kWritten = to_hex(frame(3));
 
 class Surroundings : public testing::Test {
   protected:
@@ -231,7 +232,7 @@ TEST_F(Surroundings, MixWithADatabaseThatReplacesTheirsInWalMode) {
     const Daemon daemon;
     exchange(kBrightness);
     replace_configuration();
-    EXPECT_EQ(to_hex(exchange(hex("A5 03 00 00 00 02 02 35 C4"))), kWritten);
+    EXPECT_EQ(to_hex(exchange(frame(3, "02 35"))), kWritten);
     EXPECT_EQ(daemon.err(), "");
     const Database mixture(kConfDb);
     const std::vector<std::vector<std::string>> old = {{"53"}, {"61"}};

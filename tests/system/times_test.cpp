@@ -7,6 +7,7 @@
 
 #include "tests/support/bytes.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/standing_clock.h"
 #include "tests/support/traced_daemon.h"
@@ -48,11 +49,11 @@ std::string accepts_and_pauses() {
 // One with an answer, one without, and one whose request is dropped.
 TEST_F(Times, EachCycleIsFollowedByAPauseOf10Milliseconds) {
     const TracedDaemon daemon({"-e", "trace=accept4,clock_nanosleep"});
-    exchange(hex("A5 04 00 00 00 00 FC"));
-    exchange(hex("A5 00 00 00 00 00 00"));
-    send_request(hex("A5 05 00 00 00 00 FB"));
+    exchange(frame(4));
+    exchange(frame(0));
+    send_request(frame(5));
     send_request(hex("A5 04 00 00 00 00 FD"));
-    exchange(hex("A5 04 00 00 00 00 FC"));
+    exchange(frame(4));
     const std::string expected = "aa 10000000 aa 10000000 a 10000000 a 10000000 aa 10000000 a";
     eventually([&] { return accepts_and_pauses() == expected; });
     EXPECT_EQ(accepts_and_pauses(), expected);

@@ -11,6 +11,7 @@
 
 #include "tests/support/bytes.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
 #include "tests/support/master.h"
 #include "tests/support/program.h"
 #include "tests/zondarctl/replaying_daemon.h"
@@ -110,12 +111,12 @@ TEST(OperatorsGuide, ExplainsWhyThereIsNoAnswer) {
     EXPECT_EQ(run_program(identify).status, 0);              // brings the module back first
     expect_explained(run_program({ZONDARCTL, "raw", "5"}));  // has no answer
     EXPECT_EQ(run_program(identify).status, 0);
-    send_request(hex("A5 00 00 00 00 00 00"));  // nobody collects its answer
+    send_request(frame(0));  // nobody collects its answer
     expect_explained(run_program({ZONDARCTL, "raw", "4"}));
 }
 
 TEST(OperatorsGuide, ExplainsAnswersThatNobodyAskedFor) {
-    const ReplayingDaemon daemon(hex("A5 04 00 00 00 00 FC"));
+    const ReplayingDaemon daemon(frame(4));
     expect_explained(run_program({ZONDARCTL, "identify"}));
 }
 

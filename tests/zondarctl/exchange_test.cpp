@@ -13,6 +13,7 @@
 #include "tests/support/database.h"
 #include "tests/support/frames.h"
 #include "tests/support/peer.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/standing_clock.h"
 #include "tests/support/wait.h"
 #include "tests/zondarctl/replaying_daemon.h"
@@ -41,10 +42,9 @@ constexpr char kIdentity[] =
     "hardware     3.1\n"
     "serial       ZN2024000123\n"
     "mac          001a2b3c4d5e\n";
-constexpr char kIdentificationRequest[] = "Tx: A5 04 00 00 00 00 FC\n";
-constexpr char kIdentificationAnswer[] =
-    "Rx: A5 04 00 00 00 30 5A 4E 44 02 04 5A 4E 44 32 41 56 2D 54 01 03 03 01 5A 4E 32 30 32 34 30 "
-    "30 30 31 32 33 30 30 31 61 32 62 33 63 34 64 35 65 00 00 00 00 00 00 00 B8\n";
+const std::string kIdentificationRequest = "Tx: " + to_hex(frame(4)) + "\n";
+const std::string kIdentificationAnswer = "Rx: " + document::answer(frame(4)) + "\n";
+const std::string kWrittenAnswer = "Rx: " + to_hex(frame(3)) + "\n";
 
 Words joined_words(const Words& one, const Words& other) {
     Words all = one;
@@ -142,31 +142,32 @@ TEST_F(Exchange, IsShownByVerboseInTwoLines) {
 
     // As on the wire: A5 doubled, and header bytes that keep it from the end of the frame.
     EXPECT_EQ(run_zondarctl({"--verbose", "raw", "3", "02A5"}).err,
-              "Tx: A5 03 00 00 00 02 02 A5 A5 54\nRx: A5 03 00 00 00 00 FD\n");
+              "Tx: " + to_hex(frame(3, {2, 165})) + "\n" + kWrittenAnswer);
     EXPECT_EQ(run_zondarctl({"-v", "raw", "3", "0254"}).err,
-              "Tx: A5 03 00 00 01 02 02 54 A4\nRx: A5 03 00 00 00 00 FD\n");
+              "Tx: A5 03 00 00 01 02 02 54 A4\n" + kWrittenAnswer);
 
     const ProgramRun two = run_zondarctl({"set", "EntradaAV.0.Brillo", "51", "-v"});
     EXPECT_EQ(two.out, "EntradaAV.0.Brillo  51  read back\n");
-    EXPECT_THAT(lines_of(two.err),
-                ElementsAre("Tx: A5 03 00 00 00 02 02 33 C6", "Rx: A5 03 00 00 00 00 FD",
-                            "Tx: A5 01 00 00 00 01 01 FD",
-                            StartsWith("Rx: A5 01 00 00 00 72 01 00 33 34 32 03 01 01 1F 40 ")));
+    EXPECT_THAT(
+        lines_of(two.err),
+        ElementsAre("Tx: " + to_hex(frame(3, {2, 51})), "Rx: " + to_hex(frame(3)),
+                    "Tx: " + to_hex(frame(1, {1})), "Rx: " + document::answer(frame(1, {1}))));
     const ProgramRun none = run_zondarctl({"-v", "raw", "5"});
-    EXPECT_EQ(none.err, "Tx: A5 05 00 00 00 00 FB\nRx:\nzondarctl: the module gave no answer\n");
+    EXPECT_EQ(none.err,
+              "Tx: " + to_hex(frame(5)) + "\nRx:\nzondarctl: the module gave no answer\n");
     // JSON stays alone on standard output.
     EXPECT_EQ(Json::parse(run_zondarctl({"--json", "-v", "identify"}).out)["ok"], true);
 }
 
 TEST_F(Exchange, GoesOutInCrc8Mode) {
     EXPECT_EQ(run_zondarctl({"--crc8", "-v", "identify"}).err,
-              std::string("Tx: A5 84 00 00 00 00 7C D4\n") + kIdentificationAnswer);
+              "Tx: " + to_hex(frame(0x84)) + "\n" + kIdentificationAnswer);
     const ProgramRun run = run_zondarctl({"set", "EntradaAV.0.Brillo", "52", "--crc8", "-v"});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out, "EntradaAV.0.Brillo  52  read back\n");
     // Each byte of the info XORed with 55, the two code bytes behind it.
     EXPECT_THAT(lines_of(run.err)[0], MatchesRegex("Tx: A5 83 00 00 00 02 57 61 C3 ..( ..)?"));
-    EXPECT_THAT(lines_of(run.err)[1], "Rx: A5 03 00 00 00 00 FD");
+    EXPECT_THAT(lines_of(run.err)[1], "Rx: " + to_hex(frame(3)));
     EXPECT_EQ(Database(kConfDb).value("SELECT Brillo FROM EntradaAV WHERE IdEntradaAV = 0"), "52");
 }
 
@@ -186,7 +187,7 @@ TEST_F(Exchange, TakesOptionsBeforeAndBehindTheCommand) {
         EXPECT_EQ(json["data"]["parameters"], Json::parse(R"([{"name": "Red.NID", "value": 1}])"));
     }
     EXPECT_EQ(run_zondarctl({"slave", "--json", "clear", "0", "-v"}).err,
-              "Tx: A5 03 00 00 00 02 6B 00 90\nRx: A5 03 00 00 00 00 FD\n");
+              "Tx: " + to_hex(frame(3, {107, 0})) + "\n" + kWrittenAnswer);
 }
 
 TEST_F(Exchange, FailsWithoutAConnection) {
@@ -243,8 +244,8 @@ TEST_F(Exchange, IsAppendedToACaptureFile) {
     EXPECT_EQ(traced("/tmp/frames"), lines_of(first + more));
     // A request without an answer is in it, too, with what came of one: nothing.
     run_zondarctl({"raw", "5", "--pcap", "/tmp/frames"});
-    EXPECT_EQ(traced("/tmp/frames"),
-              lines_of(first + more + "Tx: A5 05 00 00 00 00 FB\n" + "Rx: 00 00 00 00 00 00 00\n"));
+    EXPECT_EQ(traced("/tmp/frames"), lines_of(first + more + "Tx: " + to_hex(frame(5)) + "\n" +
+                                              "Rx: 00 00 00 00 00 00 00\n"));
 }
 
 TEST(CaptureFile, IsRefusedBeforeAnythingIsSent) {
@@ -411,10 +412,8 @@ TEST(AnswerThatIsNone, HasItsExitStatusAndOneLine) {
          "wrong checksum or CRC in the answer"},
         {"wrong checksum", sends(wrong_checksum), 5, "code", "wrong checksum or CRC in the answer"},
         // start, control: sequence 1, command 4
-        {"wrong sequence", sends(hex("A5 14 00 00 00 00 EC")), 6, "sequence",
-         "the answer has sequence number 1"},
-        {"wrong sequence 7", sends(hex("A5 74 00 00 00 00 8C")), 6, "sequence",
-         "the answer has sequence number 7"},
+        {"wrong sequence", sends(frame(0x14)), 6, "sequence", "the answer has sequence number 1"},
+        {"wrong sequence 7", sends(frame(0x74)), 6, "sequence", "the answer has sequence number 7"},
         {"another command", sends(frame(0, Bytes(28))), 7, "command",
          "an answer to command 0 instead of 4"},
         {"an identification that is too short", sends(frame(4, Bytes(47))), 7, "command",
@@ -456,7 +455,7 @@ TEST(WholeAnswer, IsWaitedBehindFor200Milliseconds) {
     for (const auto& [timeout, farewell] : cases) {
         const Peer peer([](const Peer::Accept& accept) {
             const auto request = accept();
-            EXPECT_EQ(to_hex(request->read_to_end()), "A5 04 00 00 00 00 FC");
+            EXPECT_EQ(to_hex(request->read_to_end()), to_hex(frame(4)));
             holds(frame(4, Bytes(48)))(accept, *accept());
         });
         Words words = with_standing_clock("poll", "/tmp/calls");
@@ -550,7 +549,7 @@ TEST_F(Exchange, IsRefusedByTheModule) {
 
 // Another master asks for the status and goes away without its answer.
 TEST_F(Exchange, NeverTakesTheAnswerToSomebodyElse) {
-    const Bytes status_request = hex("A5 00 00 00 00 00 00");
+    const Bytes status_request = frame(0);
     send_request(status_request);
     EXPECT_EQ(run_zondarctl({"identify"}).out, kIdentity);
     send_request(status_request);
@@ -582,7 +581,7 @@ TEST_F(Exchange, NeverTakesTheAnswerToSomebodyElse) {
     EXPECT_EQ(json_of({"status"})["data"]["alarms"], Json::parse(R"(["alarma_in", "alarma_ip"])"));
 }
 
-const Bytes kWriteSeven = hex("A5 03 00 00 00 02 02 07 F2");
+const Bytes kWriteSeven = frame(3, "02 07");
 constexpr char kReplays[] =
     "the module carries out old requests again, one for each connection: its daemon must be "
     "restarted, not re-synchronised";
