@@ -23,8 +23,10 @@
 #include "tests/support/bytes.h"
 #include "tests/support/capture.h"
 #include "tests/support/database.h"
+#include "tests/support/frames.h"
 #include "tests/support/open_board.h"
 #include "tests/support/pauses.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/trace.h"
 
 namespace fs = std::filesystem;
@@ -33,7 +35,26 @@ namespace {
 
 using testing::IsEmpty;
 
-constexpr std::size_t kLength = 28;
+const std::size_t kLength = document::length("Status");
+
+// Positions of the answer.
+std::size_t position_of(const std::string& content) {
+    return document::place("Status", content).position;
+}
+const std::size_t kSync = position_of("input synchronisation");
+const std::size_t kAlarms = position_of("alarms");
+const std::size_t kOutput = position_of("output synchronised");
+const std::size_t kTv = position_of("TV system: bits 0 to 7");
+const std::size_t kOtherTv = position_of("TV system: bits 16 to 23");
+const std::size_t kHdmi = position_of("HDMI: bits 16 to 23");
+const std::size_t kHdsdi = position_of("HD-SDI: bits 16 to 23");
+const std::size_t kUpperHdmi = position_of("HDMI: bits 24 to 31");
+const std::size_t kUpperHdsdi = position_of("HD-SDI: bits 24 to 31");
+const std::size_t kLevel = position_of("null packet level");
+const std::size_t kBitrates = position_of("output bitrates");
+const std::size_t kStreams = kBitrates + 5;
+const std::size_t kPlayer = position_of("player");
+
 constexpr char kNull[] = "NULL";
 const std::string kPlayed = "/tmp/to_play/video-final_HD.ts";
 
@@ -77,8 +98,7 @@ void make_quiet() {
 // Whole bytes of a quiet board: the two constants.
 Bytes answer_with(const std::vector<Part>& parts) {
     Bytes answer(kLength);
-    answer[11] = 3;
-    answer[12] = 3;
+    document::put({{"3 and 3", {3, 3}}}, "Status", answer);
     for (const Part& part : parts) {
         const Bytes bytes = hex(part.bytes);
         std::copy(bytes.begin(), bytes.end(),
@@ -140,11 +160,7 @@ void expect_answers(std::span<const Case> cases) {
     }
 }
 
-// 0: sync bits 0 and 2; 1: input alarm; 6: in sync; 7-8: 00210022; 9 and 13: 01210000;
-// 10 and 14: 00220000; 11-12: constants; 15: -5; 16-18: 4000, 10000 and 3250, their low bytes;
-// 19-20: 16; 27: no player
-const Bytes kSampleBoard =
-    hex("05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00");
+const Bytes kSampleBoard = info_of(hex(document::answer(frame(0))), 0);
 
 TEST(StatusAnswer, OfTheSampleBoardByteByByte) {
     const OpenBoard board;
@@ -167,7 +183,18 @@ const Case kQuietAndBusy[] = {
                 {"estado_bitrate_IP_0", "1122"},
                 {"estado_bitrate_IP_1", "3344"}},
      .nulls = "Nivel = '77', Porcentaje = '1', Canal_1 = '2', Canal_2 = '3', Total = '4'",
-     .answer = {{0, "0A 15"}, {6, "01 61 8F B2 6B 03 03 A1 5A 4D"}, {21, "44 66 11 22 33 44 02"}}},
+     .answer = {{kSync, "0A"},
+                {kAlarms, "15"},
+                {kOutput, "01"},
+                {kTv, "61"},
+                {kOtherTv, "8F"},
+                {kHdmi, "B2"},
+                {kHdsdi, "6B"},
+                {kUpperHdmi, "A1"},
+                {kUpperHdsdi, "5A"},
+                {kLevel, "4D"},
+                {kStreams, "44 66 11 22 33 44"},
+                {kPlayer, "02"}}},
 };
 
 TEST(StatusAnswer, HoldsEachValueInItsOwnPlaceBesideTwoConstants) {
@@ -208,7 +235,7 @@ TEST(StatusAnswer, HoldsTheInputsSynchronisation) {
     for (const Sync& sync : kSyncs)
         cases.push_back({.name = sync.text,
                          .states = {{"estado_entradaAV_sync", sync.text}},
-                         .answer = {{0, sync.byte}}});
+                         .answer = {{kSync, sync.byte}}});
     expect_answers(cases);
 }
 
@@ -217,14 +244,14 @@ struct Bit {
     Part set;
 };
 
-constexpr Bit kBits[] = {
-    {"alarma_hw", {1, "01"}},    //
-    {"alarma_in", {1, "02"}},    //
-    {"alarma_cod", {1, "04"}},   //
-    {"alarma_si", {1, "08"}},    //
-    {"alarma_mod", {1, "10"}},   //
-    {"alarma_ip", {1, "20"}},    //
-    {"estado_sync", {6, "01"}},  //
+const Bit kBits[] = {
+    {"alarma_hw", {kAlarms, "01"}},    //
+    {"alarma_in", {kAlarms, "02"}},    //
+    {"alarma_cod", {kAlarms, "04"}},   //
+    {"alarma_si", {kAlarms, "08"}},    //
+    {"alarma_mod", {kAlarms, "10"}},   //
+    {"alarma_ip", {kAlarms, "20"}},    //
+    {"estado_sync", {kOutput, "01"}},  //
 };
 
 struct BitText {
@@ -257,11 +284,11 @@ TEST(StatusAnswer, HoldsABitForEachAlarmAndForTheOutputsSynchronisation) {
 const Case kAllAlarms[] = {
     {.name = "all alarms",
      .state_sql = "UPDATE alarmasEstado SET valor = '11111111' WHERE nombre LIKE 'alarma%'",
-     .answer = {{1, "3F"}}},
+     .answer = {{kAlarms, "3F"}}},
     {.name = "all but the inputs'",
      .state_sql = "UPDATE alarmasEstado SET valor = '1' WHERE nombre LIKE 'alarma%';"
                   "UPDATE alarmasEstado SET valor = '0' WHERE nombre = 'alarma_in'",
-     .answer = {{1, "3D"}}},
+     .answer = {{kAlarms, "3D"}}},
 };
 
 TEST(StatusAnswer, HoldsTheAlarmsBesideEachOther) {
@@ -272,47 +299,49 @@ const Case kHexStates[] = {
     // lowest byte, and the second from above
     {.name = "TV systems",
      .states = {{"estado_entradaAV_sistemaTV_12", "12345678"}},
-     .answer = {{7, "78 34"}}},
+     .answer = {{kTv, "78"}, {kOtherTv, "34"}}},
     {.name = "TV systems, all bits",
      .states = {{"estado_entradaAV_sistemaTV_12", "FFFFFFFF"}},
-     .answer = {{7, "FF FF"}}},
+     .answer = {{kTv, "FF"}, {kOtherTv, "FF"}}},
     {.name = "TV systems, unused bits", .states = {{"estado_entradaAV_sistemaTV_12", "FF00FF00"}}},
     {.name = "TV systems, one digit",
      .states = {{"estado_entradaAV_sistemaTV_12", "f"}},
-     .answer = {{7, "0F"}}},
+     .answer = {{kTv, "0F"}}},
     {.name = "TV systems, nine digits", .states = {{"estado_entradaAV_sistemaTV_12", "123456789"}}},
     {.name = "TV systems, NULL", .states = {{"estado_entradaAV_sistemaTV_12", kNull}}},
     // the two upper bytes, not next to each other
     {.name = "HDMI",
      .states = {{"estado_entradaAV_hdmi", "12345678"}},
-     .answer = {{9, "34"}, {13, "12"}}},
+     .answer = {{kHdmi, "34"}, {kUpperHdmi, "12"}}},
     {.name = "HDMI, all bits",
      .states = {{"estado_entradaAV_hdmi", "FFFFFFFF"}},
-     .answer = {{9, "FF"}, {13, "FF"}}},
+     .answer = {{kHdmi, "FF"}, {kUpperHdmi, "FF"}}},
     {.name = "HDMI, unused bits", .states = {{"estado_entradaAV_hdmi", "0000FFFF"}}},
     {.name = "HDMI, small letters",
      .states = {{"estado_entradaAV_hdmi", "abcdef01"}},
-     .answer = {{9, "CD"}, {13, "AB"}}},
+     .answer = {{kHdmi, "CD"}, {kUpperHdmi, "AB"}}},
     // G stands for a digit 0
     {.name = "HDMI, a character that is no digit",
      .states = {{"estado_entradaAV_hdmi", "1G345678"}},
-     .answer = {{9, "34"}, {13, "10"}}},
+     .answer = {{kHdmi, "34"}, {kUpperHdmi, "10"}}},
     {.name = "HDMI, six digits",
      .states = {{"estado_entradaAV_hdmi", "345678"}},
-     .answer = {{9, "34"}}},
+     .answer = {{kHdmi, "34"}}},
     {.name = "HDMI, nine digits", .states = {{"estado_entradaAV_hdmi", "123456789"}}},
     {.name = "HDMI, empty", .states = {{"estado_entradaAV_hdmi", ""}}},
     {.name = "HD-SDI",
      .states = {{"estado_entradaAV_hdsdi", "12345678"}},
-     .answer = {{10, "34"}, {14, "12"}}},
+     .answer = {{kHdsdi, "34"}, {kUpperHdsdi, "12"}}},
     {.name = "HD-SDI, all bits",
      .states = {{"estado_entradaAV_hdsdi", "FFFFFFFF"}},
-     .answer = {{10, "FF"}, {14, "FF"}}},
+     .answer = {{kHdsdi, "FF"}, {kUpperHdsdi, "FF"}}},
     {.name = "HD-SDI, unused bits", .states = {{"estado_entradaAV_hdsdi", "0000FFFF"}}},
     {.name = "HD-SDI, nine digits", .states = {{"estado_entradaAV_hdsdi", "123456789"}}},
     // the lowest byte
-    {.name = "player", .states = {{"estado_player", "12345678"}}, .answer = {{27, "78"}}},
-    {.name = "player, all bits", .states = {{"estado_player", "FFFFFFFF"}}, .answer = {{27, "FF"}}},
+    {.name = "player", .states = {{"estado_player", "12345678"}}, .answer = {{kPlayer, "78"}}},
+    {.name = "player, all bits",
+     .states = {{"estado_player", "FFFFFFFF"}},
+     .answer = {{kPlayer, "FF"}}},
     {.name = "player, unused bits", .states = {{"estado_player", "FFFFFF00"}}},
     {.name = "player, nine digits", .states = {{"estado_player", "000000001"}}},
 };
@@ -358,85 +387,93 @@ TEST(StatusAnswer, HoldsTheNullLevelAsSignAndMagnitude) {
     for (const Level& level : kLevels) {
         SCOPED_TRACE(level.text);
         state.run(std::string("UPDATE Bitrate_Nulos SET Nivel = '") + level.text + "'");
-        expect_answer(answer_with({{15, level.byte}}));
+        expect_answer(answer_with({{kLevel, level.byte}}));
     }
     state.run("UPDATE Bitrate_Nulos SET Nivel = NULL");
     expect_answer(answer_with({}));
 }
 
-// Output bitrates. The first layout is the multiplex, at positions 16 to 20.
+// Output bitrates. The first layout is the multiplex.
 
 const Case kMultiplex[] = {
     // 17, 34 and 51 after the shift; 68 * 188 / 204000 is 0
     {.name = "each in its place",
      .nulls = "Canal_1 = '34', Total = '68', Canal_2 = '102'",
-     .answer = {{16, "11 22 33 00 00"}}},
+     .answer = {{kBitrates, "11 22 33 00 00"}}},
     {.name = "the shift loses a bit",
      .nulls = "Canal_1 = '3', Total = '5', Canal_2 = '7'",
-     .answer = {{16, "01 02 03"}}},
+     .answer = {{kBitrates, "01 02 03"}}},
     // 255, 256 and 257
     {.name = "low bytes",
      .nulls = "Canal_1 = '511', Total = '512', Canal_2 = '514'",
-     .answer = {{16, "FF 00 01"}}},
+     .answer = {{kBitrates, "FF 00 01"}}},
     // 0x7FFFFFFF and 0x7FFFFF80
     {.name = "negative channels",
      .nulls = "Canal_1 = '-1', Canal_2 = '-256'",
-     .answer = {{16, "FF 00 80"}}},
+     .answer = {{kBitrates, "FF 00 80"}}},
     {.name = "no numbers", .nulls = "Canal_1 = 'x', Total = '', Canal_2 = NULL"},
     // (20000 - 10000 * 10 / 100 * 2) * 188 / 204000 is 3384000 / 204000; 10000 is 0x2710
     {.name = "worked example",
      .nulls = "Total = '20000', Porcentaje = '10'",
-     .answer = {{16, "00 10 00 00 10"}}},
+     .answer = {{kBitrates, "00 10 00 00 10"}}},
     // 17361 * 188 is 3263868 and 17362 * 188 is 3264056, on both sides of 16 * 204000
     {.name = "just below 16",
      .nulls = "Total = '17361'",
-     .answer = {{16, "00 E8 00 00 0F"}}},  // 8680 is 0x21E8
-    {.name = "just 16", .nulls = "Total = '17362'", .answer = {{16, "00 E9 00 00 10"}}},  // 8681
+     .answer = {{kBitrates, "00 E8 00 00 0F"}}},  // 8680 is 0x21E8
+    {.name = "just 16",
+     .nulls = "Total = '17362'",
+     .answer = {{kBitrates, "00 E9 00 00 10"}}},  // 8681
     // 188 * 20400000 is 204000 * 18800, which is 0x4970; the half is 0x9BA3C0
-    {.name = "just below 18800", .nulls = "Total = '20399999'", .answer = {{16, "00 BF 00 49 6F"}}},
-    {.name = "just 18800", .nulls = "Total = '20400000'", .answer = {{16, "00 C0 00 49 70"}}},
+    {.name = "just below 18800",
+     .nulls = "Total = '20399999'",
+     .answer = {{kBitrates, "00 BF 00 49 6F"}}},
+    {.name = "just 18800",
+     .nulls = "Total = '20400000'",
+     .answer = {{kBitrates, "00 C0 00 49 70"}}},
     // 8768 * 1 / 100 is 87, and twice that 174: 17536 - 174 is 17362, just enough for 16. Doubled
     // before the division it would be 175.
     {.name = "division before the doubling",
      .nulls = "Total = '17536', Porcentaje = '1'",
-     .answer = {{16, "00 40 00 00 10"}}},  // 8768 is 0x2240
+     .answer = {{kBitrates, "00 40 00 00 10"}}},  // 8768 is 0x2240
     // 8906 * 33 / 100 is 2938, and 17813 - 5876 is 11937, just enough for 11. With the bit that the
     // shift loses it would be 2939.
     {.name = "odd total",
      .nulls = "Total = '17813', Porcentaje = '33'",
-     .answer = {{16, "00 CA 00 00 0B"}}},  // 8906 is 0x22CA
+     .answer = {{kBitrates, "00 CA 00 00 0B"}}},  // 8906 is 0x22CA
     // 20000 - 10000 * 2
     {.name = "nothing but nulls",
      .nulls = "Total = '20000', Porcentaje = '100'",
-     .answer = {{16, "00 10"}}},
+     .answer = {{kBitrates, "00 10"}}},
 
     // From here on the result leaves the range of 32 bits and is taken modulo 2^32.
     // 10000 * 300 / 100 is 30000; 20000 - 60000 is -40000; * 188 is -7520000, which is 4287447296;
     // / 204000 is 21016, 0x5218
     {.name = "more nulls than packets",
      .nulls = "Total = '20000', Porcentaje = '300'",
-     .answer = {{16, "00 10 00 52 18"}}},
+     .answer = {{kBitrates, "00 10 00 52 18"}}},
     // 10000 * (2^32 - 10) is 2^32 - 100000; / 100 is 42948672; 20000 - 2 * 42948672 is -85877344;
     // * 188 is -16144940672, which is 1034928512; / 204000 is 5073, 0x13D1
     {.name = "negative percentage",
      .nulls = "Total = '20000', Porcentaje = '-10'",
-     .answer = {{16, "00 10 00 13 D1"}}},
+     .answer = {{kBitrates, "00 10 00 13 D1"}}},
     // -1 is 2^32 - 1; * 188 is 2^32 - 188; / 204000 is 21053, 0x523D. The half is 0x7FFFFFFF.
-    {.name = "negative total", .nulls = "Total = '-1'", .answer = {{16, "00 FF 00 52 3D"}}},
+    {.name = "negative total", .nulls = "Total = '-1'", .answer = {{kBitrates, "00 FF 00 52 3D"}}},
     // The half of -2 is 2147483647, the shift being logical; * 1 / 100 is 21474836, twice that
     // 42949672. 2^32 - 2 - 42949672, * 188, is -8074538712, which is 515395880; / 204000 is 2526,
     // 0x09DE.
     {.name = "negative total and some nulls",
      .nulls = "Total = '-2', Porcentaje = '1'",
-     .answer = {{16, "00 FF 00 09 DE"}}},
+     .answer = {{kBitrates, "00 FF 00 09 DE"}}},
     // 15000000 is 0xE4E1C0. 30000000 * 188 is 5640000000, which is 1345032704; / 204000 is 6593,
     // 0x19C1.
-    {.name = "large total", .nulls = "Total = '30000000'", .answer = {{16, "00 C0 00 19 C1"}}},
+    {.name = "large total",
+     .nulls = "Total = '30000000'",
+     .answer = {{kBitrates, "00 C0 00 19 C1"}}},
     // 100000000 * 50 is 5000000000, which is 705032704; / 100 is 7050327; 200000000 - 14100654 is
     // 185899346; * 188 is 34949077048, which is 589338680; / 204000 is 2888, 0x0B48
     {.name = "large total and many nulls",
      .nulls = "Total = '200000000', Porcentaje = '50'",
-     .answer = {{16, "00 00 00 0B 48"}}},
+     .answer = {{kBitrates, "00 00 00 0B 48"}}},
 };
 
 TEST(StatusAnswer, HoldsTheMultiplexWhenTheModulatorIsTheOutput) {
@@ -448,37 +485,37 @@ TEST(StatusAnswer, HoldsTheMultiplexWhenTheModulatorIsTheOutput) {
 
 // 20000 - 1000 * d: 16 with two streams and 17 with one. Without the player the input mode decides.
 const Case kDivisor[] = {
-    {.name = "mode 0", .conf = "Modo_Entrada = 0", .answer = {{20, "10"}}},
-    {.name = "mode 9", .conf = "Modo_Entrada = 9", .answer = {{20, "10"}}},
-    {.name = "mode 10", .conf = "Modo_Entrada = 10", .answer = {{20, "11"}}},
-    {.name = "mode 11", .conf = "Modo_Entrada = 11", .answer = {{20, "11"}}},
-    {.name = "mode -10", .conf = "Modo_Entrada = -10", .answer = {{20, "10"}}},
-    {.name = "mode NULL", .conf = "Modo_Entrada = NULL", .answer = {{20, "10"}}},
+    {.name = "mode 0", .conf = "Modo_Entrada = 0", .answer = {{kBitrates + 4, "10"}}},
+    {.name = "mode 9", .conf = "Modo_Entrada = 9", .answer = {{kBitrates + 4, "10"}}},
+    {.name = "mode 10", .conf = "Modo_Entrada = 10", .answer = {{kBitrates + 4, "11"}}},
+    {.name = "mode 11", .conf = "Modo_Entrada = 11", .answer = {{kBitrates + 4, "11"}}},
+    {.name = "mode -10", .conf = "Modo_Entrada = -10", .answer = {{kBitrates + 4, "10"}}},
+    {.name = "mode NULL", .conf = "Modo_Entrada = NULL", .answer = {{kBitrates + 4, "10"}}},
     {.name = "mode 9, player",
      .states = {{"estado_player", "1"}},
      .conf = "Modo_Entrada = 9",
-     .answer = {{20, "10"}, {27, "01"}}},
+     .answer = {{kBitrates + 4, "10"}, {kPlayer, "01"}}},
     {.name = "mode 10, player",
      .states = {{"estado_player", "1"}},
      .conf = "Modo_Entrada = 10",
-     .answer = {{20, "10"}, {27, "01"}}},
+     .answer = {{kBitrates + 4, "10"}, {kPlayer, "01"}}},
     {.name = "mode 10, player 00000001",
      .states = {{"estado_player", "00000001"}},
      .conf = "Modo_Entrada = 10",
-     .answer = {{20, "10"}, {27, "01"}}},
+     .answer = {{kBitrates + 4, "10"}, {kPlayer, "01"}}},
     {.name = "mode 10, player 2",
      .states = {{"estado_player", "2"}},
      .conf = "Modo_Entrada = 10",
-     .answer = {{20, "11"}, {27, "02"}}},
+     .answer = {{kBitrates + 4, "11"}, {kPlayer, "02"}}},
     // its low byte alone is 1
     {.name = "mode 10, player 101",
      .states = {{"estado_player", "101"}},
      .conf = "Modo_Entrada = 10",
-     .answer = {{20, "11"}, {27, "01"}}},
+     .answer = {{kBitrates + 4, "11"}, {kPlayer, "01"}}},
     {.name = "mode 9, player 2",
      .states = {{"estado_player", "2"}},
      .conf = "Modo_Entrada = 9",
-     .answer = {{20, "10"}, {27, "02"}}},
+     .answer = {{kBitrates + 4, "10"}, {kPlayer, "02"}}},
 };
 
 TEST(StatusAnswer, CountsTheNullsOncePerStream) {
@@ -486,7 +523,7 @@ TEST(StatusAnswer, CountsTheNullsOncePerStream) {
     for (Case& c : cases) {
         c.nulls = "Total = '20000', Porcentaje = '10'";
         c.conf_sql = "UPDATE ConfiguracionGen SET Modo_Salida = 0";
-        c.answer.push_back({17, "10"});
+        c.answer.push_back({kBitrates + 1, "10"});
     }
     expect_answers(cases);
 }
@@ -507,87 +544,87 @@ const Case kLayouts[] = {
     {.name = "mode 10",
      .states = kStreams,
      .conf = "Modo_Entrada = 10",
-     .answer = {{21, "12 34 12 34 00 00"}}},
+     .answer = {{kStreams, "12 34 12 34 00 00"}}},
     {.name = "mode 11, player 2",
      .states = streams_and_player("2"),
      .conf = "Modo_Entrada = 11",
-     .answer = {{21, "12 34 12 34 00 00 02"}}},
+     .answer = {{kStreams, "12 34 12 34 00 00"}, {kPlayer, "02"}}},
     // two streams: 1234 + 4321 is 5555
     {.name = "mode 9",
      .states = kStreams,
      .conf = "Modo_Entrada = 9",
-     .answer = {{21, "55 55 12 34 43 21"}}},
+     .answer = {{kStreams, "55 55 12 34 43 21"}}},
     {.name = "mode 0, player 2",
      .states = streams_and_player("2"),
-     .answer = {{21, "55 55 12 34 43 21 02"}}},
+     .answer = {{kStreams, "55 55 12 34 43 21"}, {kPlayer, "02"}}},
     {.name = "mode 0, player 101",
      .states = streams_and_player("101"),
-     .answer = {{21, "55 55 12 34 43 21 01"}}},
+     .answer = {{kStreams, "55 55 12 34 43 21"}, {kPlayer, "01"}}},
     // the player, in any input mode: 6000 is 0x1770; 1234 + 1770 is 29A4
     {.name = "mode 0, player",
      .states = streams_and_player("1"),
-     .answer = {{21, "29 A4 12 34 17 70 01"}}},
+     .answer = {{kStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
     {.name = "mode 9, player",
      .states = streams_and_player("1"),
      .conf = "Modo_Entrada = 9",
-     .answer = {{21, "29 A4 12 34 17 70 01"}}},
+     .answer = {{kStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
     {.name = "mode 10, player",
      .states = streams_and_player("1"),
      .conf = "Modo_Entrada = 10",
-     .answer = {{21, "29 A4 12 34 17 70 01"}}},
+     .answer = {{kStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
     // with the file: 10000 is 0x2710; 1234 + 2710 is 3944
     {.name = "player and file",
      .states = streams_and_player("1"),
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{21, "39 44 12 34 27 10 01"}}},
+     .answer = {{kStreams, "39 44 12 34 27 10"}, {kPlayer, "01"}}},
     // without the player it does not count
     {.name = "file, one stream",
      .states = kStreams,
      .conf = "Modo_Entrada = 10",
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{21, "12 34 12 34 00 00"}}},
+     .answer = {{kStreams, "12 34 12 34 00 00"}}},
     {.name = "file, two streams",
      .states = kStreams,
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{21, "55 55 12 34 43 21"}}},
+     .answer = {{kStreams, "55 55 12 34 43 21"}}},
     // any output mode but 0
     {.name = "output 2",
      .states = kStreams,
      .conf = "Modo_Salida = 2",
-     .answer = {{21, "55 55 12 34 43 21"}}},
+     .answer = {{kStreams, "55 55 12 34 43 21"}}},
     {.name = "output -1",
      .states = kStreams,
      .conf = "Modo_Salida = -1",
-     .answer = {{21, "55 55 12 34 43 21"}}},
+     .answer = {{kStreams, "55 55 12 34 43 21"}}},
     {.name = "output 256",
      .states = kStreams,
      .conf = "Modo_Salida = 256",
-     .answer = {{21, "55 55 12 34 43 21"}}},
+     .answer = {{kStreams, "55 55 12 34 43 21"}}},
     // 16 bits of each
     {.name = "long values, one stream",
      .states = {{"estado_bitrate_IP_0", "ABCD1234"}},
      .conf = "Modo_Entrada = 10",
-     .answer = {{21, "12 34 12 34 00 00"}}},
+     .answer = {{kStreams, "12 34 12 34 00 00"}}},
     {.name = "long values, two streams",
      .states = {{"estado_bitrate_IP_0", "ABCD1234"}, {"estado_bitrate_IP_1", "98764321"}},
-     .answer = {{21, "55 55 12 34 43 21"}}},
+     .answer = {{kStreams, "55 55 12 34 43 21"}}},
     // F000 + 2345 is 11345
     {.name = "sum above 65535",
      .states = {{"estado_bitrate_IP_0", "F000"}, {"estado_bitrate_IP_1", "2345"}},
-     .answer = {{21, "13 45 F0 00 23 45"}}},
+     .answer = {{kStreams, "13 45 F0 00 23 45"}}},
     // 2^32 + 1
     {.name = "sum above 32 bits",
      .states = {{"estado_bitrate_IP_0", "FFFFFFFF"}, {"estado_bitrate_IP_1", "2"}},
-     .answer = {{21, "00 01 FF FF 00 02"}}},
+     .answer = {{kStreams, "00 01 FF FF 00 02"}}},
     // FFFF + 1770 is 1176F
     {.name = "sum with the player above 65535",
      .states = {{"estado_bitrate_IP_0", "FFFF"}, {"estado_player", "1"}},
-     .answer = {{21, "17 6F FF FF 17 70 01"}}},
+     .answer = {{kStreams, "17 6F FF FF 17 70"}, {kPlayer, "01"}}},
     // FFFFFFFF + 2710
     {.name = "sum with the file above 32 bits",
      .states = {{"estado_bitrate_IP_0", "FFFFFFFF"}, {"estado_player", "1"}},
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{21, "27 0F FF FF 27 10 01"}}},
+     .answer = {{kStreams, "27 0F FF FF 27 10"}, {kPlayer, "01"}}},
     {.name = "values of nine digits",
      .states = {{"estado_bitrate_IP_0", "000001234"}, {"estado_bitrate_IP_1", "000004321"}}},
 };
@@ -609,7 +646,7 @@ const Case kMultiplexFirst[] = {
      .conf = "Modo_Salida = 0",
      .state_sql = "UPDATE alarmasEstado SET valor = '1' WHERE nombre = 'estado_player'",
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{27, "01"}}},
+     .answer = {{kPlayer, "01"}}},
 };
 
 TEST(StatusAnswer, HoldsTheMultiplexRatherThanStreams) {
@@ -617,7 +654,7 @@ TEST(StatusAnswer, HoldsTheMultiplexRatherThanStreams) {
     for (Case& c : cases) {
         c.states = kStreams;
         c.nulls = "Total = '68', Canal_1 = '34', Canal_2 = '102'";
-        c.answer.push_back({16, "11 22 33"});
+        c.answer.push_back({kBitrates, "11 22 33"});
     }
     expect_answers(cases);
 }
@@ -669,8 +706,9 @@ TEST(StatusAnswer, AddsMoreForThePlayerWhenItsFileIsThere) {
         cases.push_back({.name = played.name,
                          .states = {{"estado_player", "1"}},
                          .files = played.make,
-                         .answer = {{21, played.there ? "27 10" : "17 70"},
-                                    {25, played.there ? "27 10 01" : "17 70 01"}}});
+                         .answer = {{kStreams, played.there ? "27 10" : "17 70"},
+                                    {kStreams + 4, played.there ? "27 10" : "17 70"},
+                                    {kPlayer, "01"}}});
     expect_answers(cases);
 }
 
@@ -681,11 +719,11 @@ const Case kRows[] = {
     {.name = "row missing",
      .state_sql = "UPDATE alarmasEstado SET valor = '1' WHERE nombre LIKE 'alarma%';"
                   "DELETE FROM alarmasEstado WHERE nombre = 'alarma_si'",
-     .answer = {{1, "37"}}},
+     .answer = {{kAlarms, "37"}}},
     {.name = "row doubled",
      .state_sql = "UPDATE alarmasEstado SET valor = '1' WHERE nombre LIKE 'alarma%';"
                   "INSERT INTO alarmasEstado (nombre, valor) VALUES ('alarma_si', '1')",
-     .answer = {{1, "37"}}},
+     .answer = {{kAlarms, "37"}}},
     {.name = "name in capitals",
      .state_sql = "UPDATE alarmasEstado SET valor = '1', nombre = 'ALARMA_SI' "
                   "WHERE nombre = 'alarma_si'"},
@@ -706,18 +744,18 @@ const Case kRows[] = {
                   "CREATE TABLE level (a, b, c, d, e, f, g);"
                   "INSERT INTO level VALUES (1, 2, 3, 4, 5, -6, 7);"
                   "DROP TABLE Bitrate_Nulos; ALTER TABLE level RENAME TO Bitrate_Nulos",
-     .answer = {{15, "86"}}},
+     .answer = {{kLevel, "86"}}},
     // Without a row the output mode is 0, and the input mode is below 10: a multiplex of two.
     {.name = "no configuration",
      .nulls = "Total = '20000', Porcentaje = '10'",
      .conf = "Modo_Entrada = 10",
      .conf_sql = "DELETE FROM ConfiguracionGen",
-     .answer = {{17, "10"}, {20, "10"}}},
+     .answer = {{kBitrates + 1, "10"}, {kBitrates + 4, "10"}}},
     {.name = "two configurations",
      .nulls = "Total = '20000', Porcentaje = '10'",
      .conf = "Modo_Entrada = 10",
      .conf_sql = "INSERT INTO ConfiguracionGen (Modo_Entrada, Modo_Salida) VALUES (10, 1)",
-     .answer = {{17, "10"}, {20, "10"}}},
+     .answer = {{kBitrates + 1, "10"}, {kBitrates + 4, "10"}}},
 };
 
 TEST(StatusAnswer, HoldsZeroForWhatHasNotExactlyOneRow) {
@@ -730,22 +768,22 @@ const Case kBroken[] = {
     {.name = "no table of states",
      .nulls = "Nivel = '5'",
      .state_sql = "DROP TABLE alarmasEstado",
-     .answer = {{15, "05"}}},
+     .answer = {{kLevel, "05"}}},
     {.name = "no table of figures",
      .states = {{"alarma_hw", "1"}},
      .state_sql = "DROP TABLE Bitrate_Nulos",
-     .answer = {{1, "01"}}},
+     .answer = {{kAlarms, "01"}}},
     // as without a row
     {.name = "no table of the configuration",
      .states = {{"alarma_hw", "1"}},
      .nulls = "Total = '20000', Porcentaje = '10'",
      .conf_sql = "DROP TABLE ConfiguracionGen",
-     .answer = {{1, "01"}, {17, "10"}, {20, "10"}}},
+     .answer = {{kAlarms, "01"}, {kBitrates + 1, "10"}, {kBitrates + 4, "10"}}},
     {.name = "state database empty", .files = [] { write_file(kTempDb, ""); }},
     {.name = "configuration database empty",
      .states = {{"alarma_hw", "1"}},
      .files = [] { write_file(kConfDb, ""); },
-     .answer = {{1, "01"}}},
+     .answer = {{kAlarms, "01"}}},
     {.name = "both databases empty",
      .files =
          [] {
@@ -755,7 +793,7 @@ const Case kBroken[] = {
     {.name = "no state column",
      .nulls = "Nivel = '5'",
      .state_sql = "ALTER TABLE alarmasEstado RENAME COLUMN nombre TO name",
-     .answer = {{15, "05"}}},
+     .answer = {{kLevel, "05"}}},
 };
 
 TEST(StatusAnswer, HoldsZeroForWhatCannotBeReadInThreeAttempts) {
@@ -854,19 +892,21 @@ TEST(StatusAnswer, HoldsTheValuesOfItsMoment) {
     make_quiet();
     expect_answer(answer_with({}));
     run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor = '1' WHERE nombre = 'alarma_ip'");
-    expect_answer(answer_with({{1, "20"}}));
+    expect_answer(answer_with({{kAlarms, "20"}}));
     run_elsewhere(kTempDb, "UPDATE Bitrate_Nulos SET Nivel = '-7', Total = '68'");
-    expect_answer(answer_with({{1, "20"}, {15, "87"}}));
+    expect_answer(answer_with({{kAlarms, "20"}, {kLevel, "87"}}));
     run_elsewhere(kConfDb, "UPDATE ConfiguracionGen SET Modo_Salida = 0");
-    expect_answer(answer_with({{1, "20"}, {15, "87 00 22"}}));
+    expect_answer(answer_with({{kAlarms, "20"}, {kLevel, "87"}, {kBitrates, "00 22"}}));
     run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor = '1' WHERE nombre = 'estado_player'");
     run_elsewhere(kConfDb, "UPDATE ConfiguracionGen SET Modo_Salida = 1");
-    expect_answer(answer_with({{1, "20"}, {15, "87"}, {21, "17 70 00 00 17 70 01"}}));
+    expect_answer(answer_with(
+        {{kAlarms, "20"}, {kLevel, "87"}, {kStreams, "17 70 00 00 17 70"}, {kPlayer, "01"}}));
     write_file(kPlayed, "video");
-    expect_answer(answer_with({{1, "20"}, {15, "87"}, {21, "27 10 00 00 27 10 01"}}));
+    expect_answer(answer_with(
+        {{kAlarms, "20"}, {kLevel, "87"}, {kStreams, "27 10 00 00 27 10"}, {kPlayer, "01"}}));
     fs::remove(kPlayed);
     run_elsewhere(kTempDb, "DELETE FROM alarmasEstado WHERE nombre = 'alarma_ip'");
-    expect_answer(answer_with({{15, "87"}, {21, "17 70 00 00 17 70 01"}}));
+    expect_answer(answer_with({{kLevel, "87"}, {kStreams, "17 70 00 00 17 70"}, {kPlayer, "01"}}));
 }
 
 }  // namespace
