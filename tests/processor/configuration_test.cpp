@@ -30,8 +30,10 @@
 #include "tests/support/capture.h"
 #include "tests/support/contents.h"
 #include "tests/support/database.h"
+#include "tests/support/frames.h"
 #include "tests/support/open_board.h"
 #include "tests/support/pauses.h"
+#include "tests/support/protocol_document.h"
 #include "tests/support/trace.h"
 
 namespace {
@@ -86,46 +88,23 @@ class Configuration : public testing::Test {
 
 // The sample board
 
-const Bytes kSampleBlock1 = hex(
-    // block, input mode
-    "01 00"
-    // brightness 51, contrast 52, saturation 50, sharpness, standard, aspect ratio, 8000, audio
-    // bitrate, latency
-    "33 34 32 03 01 01 1F40 03 00"
-    // brightness 61, contrast 62, saturation 60, sharpness, standard, aspect ratio, 6500, audio
-    // bitrate, latency
-    "3D 3E 3C 04 01 00 1964 04 01"
-    // RF on, channel 21, 474000 kHz, attenuation 10, mode, bandwidth, guard interval, constellation
-    // 3 less 1, code rate
-    "00 15 073B90 0A 01 00 00 02 04"
-    // video and audio on, LCN 1, SID 101, "Canal Uno"
-    "01 01 0001 0065 43616E616C20556E6F 000000000000"
-    // video and audio on, LCN 2, SID 102, "Canal Dos"
-    "01 01 0002 0066 43616E616C20446F73 000000000000"
-    // "Red Local", "Proveedor"
-    "526564204C6F63616C 000000000000"
-    "50726F766565646F72 000000000000"
-    // NID 1, no TSID, no ONID, NIT, LCN mode, TDT
-    "0001 0000 0000 00 01 01");
+// As the page shows it, at the time of these tests.
+Bytes sample_block(std::uint8_t number) {
+    std::string shown = document::answer(frame(kCommand, {number}));
+    std::replace(shown.begin(), shown.end(), '?', '0');
+    const Bytes whole = hex(shown);
+    Bytes info(whole.begin() + 6, whole.end() - 1);
+    if (number == 2)
+        document::put(
+            {{"local time", text_bytes("09.05")}, {"local date", text_bytes("03.02.2024")}},
+            "Block 2", info);
+    return info;
+}
 
-const Bytes kSampleBlock2 = hex(
-    // block, IP on, protocol, QoS, TTL, VLAN mode, VLAN 100, TPID 33024
-    "02 00 01 04 10 00 0064 8100"
-    // "239.1.1.1", 5000, "SAP Uno"
-    "3233392E312E312E31 000000000000 1388 53415020556E6F 0000000000000000"
-    // "239.1.1.2", 5002, "SAP Dos"
-    "3233392E312E312E32 000000000000 138A 53415020446F73 0000000000000000"
-    // announced, "224.2.127.254", "cabecera", every 5 seconds
-    "01 3232342E322E3132372E323534 0000 6361626563657261 00000000000000 05"
-    // player mode, DHCP, "192.168.1.50", "255.255.255.0", "192.168.1.1"
-    "00 00 3139322E3136382E312E3530 000000 3235352E3235352E3235352E30 0000"
-    "3139322E3136382E312E31 00000000"
-    // "Spain"
-    "537061696E 00000000000000000000"
-    // "09.05", "03.02.2024"
-    "30392E3035 30332E30322E32303234"
-    // zone, multiplex mode
-    "00 00");
+const Bytes kSampleBlock1 = sample_block(1);
+const Bytes kSampleBlock2 = sample_block(2);
+const std::size_t kValues1 = document::statements("configuration, block 1");
+const std::size_t kValues2 = document::statements("configuration, block 2");
 
 TEST_F(Configuration, OfTheSampleBoardByteByByte) {
     EXPECT_EQ(to_hex(block(1)), to_hex(kSampleBlock1));
@@ -147,12 +126,12 @@ struct Asked {
 };
 
 const Asked kAsked[] = {
-    {.name = "1", .info = {1}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
-    {.name = "2", .info = {2}, .answer = kSampleBlock2, .selects = 25, .log = kBlock2},
-    {.name = "0", .info = {0}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
-    {.name = "3", .info = {3}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
-    {.name = "7", .info = {7}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
-    {.name = "255", .info = {255}, .answer = kSampleBlock1, .selects = 46, .log = kBlock1},
+    {.name = "1", .info = {1}, .answer = kSampleBlock1, .selects = kValues1, .log = kBlock1},
+    {.name = "2", .info = {2}, .answer = kSampleBlock2, .selects = kValues2, .log = kBlock2},
+    {.name = "0", .info = {0}, .answer = kSampleBlock1, .selects = kValues1, .log = kBlock1},
+    {.name = "3", .info = {3}, .answer = kSampleBlock1, .selects = kValues1, .log = kBlock1},
+    {.name = "7", .info = {7}, .answer = kSampleBlock1, .selects = kValues1, .log = kBlock1},
+    {.name = "255", .info = {255}, .answer = kSampleBlock1, .selects = kValues1, .log = kBlock1},
     {.name = "nothing", .info = {}, .answer = {}, .selects = 0, .log = kBadLength},
     {.name = "1 and more", .info = {1, 0}, .answer = {}, .selects = 0, .log = kBadLength},
     {.name = "2 and more", .info = {2, 2}, .answer = {}, .selects = 0, .log = kBadLength},
@@ -207,88 +186,48 @@ struct Place {
     std::string cell;
 };
 
-const Place kPlaces[] = {
-    {1, 1, 1, number, "ConfiguracionGen 1 Modo_Entrada"},
-    {1, 2, 1, number, "EntradaAV 0 Brillo"},
-    {1, 3, 1, number, "EntradaAV 0 Contraste"},
-    {1, 4, 1, number, "EntradaAV 0 Saturacion"},
-    {1, 5, 1, number, "EntradaAV 0 Sharpness"},
-    {1, 6, 1, number, "EntradaAV 0 Video_Enc_Standard"},
-    {1, 7, 1, number, "EntradaAV 0 Video_Aspect_Ratio"},
-    {1, 8, 2, number, "EntradaAV 0 Bitrate"},
-    {1, 10, 1, number, "EntradaAV 0 Audio_Bitrate"},
-    {1, 11, 1, number, "EntradaAV 0 Low_Latency"},
-    {1, 12, 1, number, "EntradaAV 1 Brillo"},
-    {1, 13, 1, number, "EntradaAV 1 Contraste"},
-    {1, 14, 1, number, "EntradaAV 1 Saturacion"},
-    {1, 15, 1, number, "EntradaAV 1 Sharpness"},
-    {1, 16, 1, number, "EntradaAV 1 Video_Enc_Standard"},
-    {1, 17, 1, number, "EntradaAV 1 Video_Aspect_Ratio"},
-    {1, 18, 2, number, "EntradaAV 1 Bitrate"},
-    {1, 20, 1, number, "EntradaAV 1 Audio_Bitrate"},
-    {1, 21, 1, number, "EntradaAV 1 Low_Latency"},
-    {1, 22, 1, number, "RFOut 1 Cofdm_Off"},
-    {1, 23, 1, number, "RFOut 1 Canal_Salida"},
-    {1, 24, 3, number, "RFOut 1 Frecuencia"},
-    {1, 27, 1, number, "ConfiguracionGen 1 Atenuacion"},
-    {1, 28, 1, number, "RFOut 1 Modo_OFDM"},
-    {1, 29, 1, number, "RFOut 1 Ancho_Banda"},
-    {1, 30, 1, number, "RFOut 1 Intervalo_Guarda"},
-    {1, 31, 1, one_below, "RFOut 1 Constelacion"},
-    {1, 32, 1, number, "RFOut 1 Code_Rate"},
-    {1, 33, 1, stream, "PIDsSalida 11 Seleccionado"},
-    {1, 34, 1, stream, "PIDsSalida 12 Seleccionado"},
-    {1, 35, 2, number, "ServiciosSalida 0 LCN"},
-    {1, 37, 2, number, "ServiciosSalida 0 SID"},
-    {1, 39, 15, terminated, "ServiciosSalida 0 Nombre"},
-    {1, 54, 1, stream, "PIDsSalida 13 Seleccionado"},
-    {1, 55, 1, stream, "PIDsSalida 14 Seleccionado"},
-    {1, 56, 2, number, "ServiciosSalida 1 LCN"},
-    {1, 58, 2, number, "ServiciosSalida 1 SID"},
-    {1, 60, 15, terminated, "ServiciosSalida 1 Nombre"},
-    {1, 75, 15, terminated, "Red 1 NetworkName"},
-    {1, 90, 15, terminated, "Red 1 Proveedor"},
-    {1, 105, 2, number, "Red 1 NID"},
-    // 107 to 110 are always 0, whatever TSID_Out and ONID_Out hold
-    {1, 111, 1, number, "Red 1 NIT_Patron"},
-    {1, 112, 1, number, "Red 1 LCN_Mode"},
-    {1, 113, 1, number, "Red 1 Insertar_TDT"},
-
-    {2, 1, 1, number, "IPOut 1 Ip_Off"},
-    {2, 2, 1, number, "IPOut 1 Protocolo"},
-    {2, 3, 1, number, "IPOut 1 Qos"},
-    {2, 4, 1, number, "IPOut 1 Ttl"},
-    {2, 5, 1, number, "IPOut 1 Vlan_Mode"},
-    {2, 6, 2, number, "IPOut 1 Vlan_Id"},
-    {2, 8, 2, number, "IPOut 1 Vlan_Tpid"},
-    {2, 10, 15, filled, "ServiciosSalida 0 IP_address_source"},
-    {2, 25, 2, number, "ServiciosSalida 0 IP_port_source"},
-    {2, 27, 15, terminated, "ServiciosSalida 0 Nombre_SAP"},
-    {2, 42, 15, filled, "ServiciosSalida 1 IP_address_source"},
-    {2, 57, 2, number, "ServiciosSalida 1 IP_port_source"},
-    {2, 59, 15, terminated, "ServiciosSalida 1 Nombre_SAP"},
-    {2, 74, 1, number, "IPOut 1 SAP_Mode"},
-    {2, 75, 15, filled, "IPOut 1 SAP_Ip"},
-    {2, 90, 15, terminated, "IPOut 1 SAP_User"},
-    {2, 105, 1, number, "IPOut 1 SAP_Time"},
-    {2, 106, 1, number, "ConfiguracionGen 1 Player_Mode"},
-    {2, 107, 1, number, "ConfiguracionGen 1 Ip_Dhcp"},
-    {2, 108, 15, filled, "ConfiguracionGen 1 Ip_Address"},
-    {2, 123, 15, filled, "ConfiguracionGen 1 Ip_Mask"},
-    {2, 138, 15, filled, "ConfiguracionGen 1 Ip_Gateway"},
-    {2, 153, 15, terminated, "ConfiguracionGen 1 Country"},
-    // 168 to 182 are the clock's
-    {2, 183, 1, number, "ConfiguracionGen 1 Subtimezone"},
-    {2, 184, 1, number, "IPOut 1 Mpts_Mode"},
-};
+// By the page. What is a text and an address fills its field.
+std::vector<Place> places() {
+    std::vector<Place> all;
+    for (const std::uint8_t number : {std::uint8_t{1}, std::uint8_t{2}}) {
+        for (const document::Place& place : document::layout("Block " + std::to_string(number))) {
+            if (!place.content.starts_with('`'))
+                continue;
+            const std::string column = document::quoted(place.content)[0];
+            Place shown{number, place.position, place.width, Shown::number, document::cell(column)};
+            if (place.content.ends_with("text"))
+                shown.as = column.find("Ip") == column.npos && column.find("IP_") == column.npos
+                               ? terminated
+                               : filled;
+            if (place.content.ends_with("less 1"))
+                shown.as = one_below;
+            if (column.starts_with("PIDsSalida")) {
+                shown.as = stream;
+                // The test's own row of that service and type.
+                shown.cell = "PIDsSalida " +
+                             std::to_string(11 + 2 * (column[11] - '0') + column[13] - '1') +
+                             " Seleccionado";
+            }
+            all.push_back(shown);
+        }
+    }
+    return all;
+}
+const std::vector<Place> kPlaces = places();
 
 // The columns by which a stream is found: it is off when it is not there.
-const Place kStreamKeys[] = {
-    {1, 33, 1, stream, "PIDsSalida 11 Tipo"}, {1, 33, 1, stream, "PIDsSalida 11 fk_idServicio"},
-    {1, 34, 1, stream, "PIDsSalida 12 Tipo"}, {1, 34, 1, stream, "PIDsSalida 12 fk_idServicio"},
-    {1, 54, 1, stream, "PIDsSalida 13 Tipo"}, {1, 54, 1, stream, "PIDsSalida 13 fk_idServicio"},
-    {1, 55, 1, stream, "PIDsSalida 14 Tipo"}, {1, 55, 1, stream, "PIDsSalida 14 fk_idServicio"},
-};
+const std::vector<Place> kStreamKeys = [] {
+    std::vector<Place> keys;
+    for (const Place& place : kPlaces) {
+        if (place.as != stream)
+            continue;
+        for (const std::string column : {"Tipo", "fk_idServicio"}) {
+            keys.push_back(place);
+            keys.back().cell = place.cell.substr(0, place.cell.rfind(' ') + 1) + column;
+        }
+    }
+    return keys;
+}();
 
 bool is_text(Shown as) {
     return as == terminated || as == filled;
@@ -343,14 +282,14 @@ void put(const Bytes& bytes, std::size_t position, Bytes& info) {
 }
 
 Bytes block_of(std::uint8_t number, const Contents& cells) {
-    Bytes info(number == 1 ? 114 : 185);
+    Bytes info(document::length("Block " + std::to_string(number)));
     info[0] = number;
     for (const Place& place : kPlaces) {
         if (place.block == number)
             put(shown(place, cells.at(place.cell)), place.position, info);
     }
     if (number == 2)
-        put(text_bytes("09.0503.02.2024"), 168, info);
+        put(text_bytes("09.0503.02.2024"), document::place("Block 2", "local time").position, info);
     return info;
 }
 
@@ -380,14 +319,14 @@ class EachColumn : public Configuration {
 };
 
 TEST_F(EachColumn, IsShownAtItsPosition) {
-    EXPECT_EQ(block_of(1, cells_)[33], 1);
+    EXPECT_EQ(block_of(1, cells_)[document::place("Block 1", "PIDsSalida.0.1").position], 1);
     EXPECT_THAT(differences(block_of(1, cells_), block(1)), IsEmpty());
     EXPECT_THAT(differences(block_of(2, cells_), block(2)), IsEmpty());
 }
 
 // The positions of a column that the answer has it at, as "block 2, position 31".
 std::vector<std::string> positions_of(const std::string& cell) {
-    std::vector<Place> places(std::begin(kPlaces), std::end(kPlaces));
+    std::vector<Place> places = kPlaces;
     places.insert(places.end(), std::begin(kStreamKeys), std::end(kStreamKeys));
     std::vector<std::string> positions;
     for (const Place& place : places) {
@@ -702,17 +641,17 @@ TEST_F(Unreadable, MissingTablesAreZeros) {
 }
 
 const Bytes kNothing1 = [] {
-    Bytes info(114);
+    Bytes info(kSampleBlock1.size());
     info[0] = 1;
-    info[31] = 0xFF;
+    info[document::place("Block 1", "RFOut.Constelacion").position] = 0xFF;
     return info;
 }();
 
 // The clock needs no database.
 const Bytes kNothing2 = [] {
-    Bytes info(185);
+    Bytes info(kSampleBlock2.size());
     info[0] = 2;
-    put(text_bytes("09.0503.02.2024"), 168, info);
+    put(text_bytes("09.0503.02.2024"), document::place("Block 2", "local time").position, info);
     return info;
 }();
 
@@ -723,7 +662,7 @@ TEST_F(Configuration, OfALockedDatabaseIsZeros) {
         const Bytes& answer;
         std::size_t values;
     };
-    for (const Case& c : {Case{1, kNothing1, 46}, Case{2, kNothing2, 25}}) {
+    for (const Case& c : {Case{1, kNothing1, kValues1}, Case{2, kNothing2, kValues2}}) {
         SCOPED_TRACE(static_cast<int>(c.number));
         const ForeignLock lock(kConfDb);
         printed_by([&] { EXPECT_THAT(differences(c.answer, block(c.number)), IsEmpty()); });

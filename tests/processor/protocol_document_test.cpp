@@ -96,22 +96,6 @@ void restore_board() {
     }
 }
 
-// A column as the document names it, with its row, as contents() names the cell; a row alone gives
-// the beginning of the names of its cells.
-std::string cell_named(const std::string& name) {
-    std::vector<std::string> parts;
-    std::istringstream stream(name);
-    for (std::string part; std::getline(stream, part, '.');)
-        parts.push_back(part == "c" || part == "s" ? "1" : part);  // as in the examples
-    const std::string table = parts[0];
-    if (table == "PIDsSalida")
-        return table + " " + parts.at(1) + "." + parts.at(2) + " " + parts.at(3);
-    if (table == "alarmasEstado" || table == "EntradaAV" || table == "ServiciosSalida" ||
-        table == "EsclavosModulo")
-        return table + " " + parts.at(1) + " " + (parts.size() > 2 ? parts[2] : "");
-    return table + " 1 " + parts.at(1);
-}
-
 // Names of the cells that differ.
 std::vector<std::string> changed_cells(const Contents& before, const Contents& after) {
     std::vector<std::string> names;
@@ -142,7 +126,7 @@ TEST_F(DocumentedDaemon, ChangesTheColumnsThatASubcommandsRowNames) {
         const std::vector<std::string> changed = changed_cells(before, contents());
         std::vector<std::string> named;
         for (const std::string& name : quoted(row[3]))
-            named.push_back(cell_named(name));
+            named.push_back(document::cell(name));
         if (changes_just_its_columns(code)) {
             EXPECT_THAT(changed, UnorderedElementsAreArray(named));
         } else if (code != 71) {  // whose columns have a section of their own
@@ -275,7 +259,7 @@ TEST(ProtocolDocument, NamesTheColumnsThatTheBlocksShow) {
             SCOPED_TRACE(place.content);
             const OpenBoard board;
             const Bytes before = answer_to(block.command, block.request);
-            const std::string cell = cell_named(quoted(place.content).at(0));
+            const std::string cell = document::cell(quoted(place.content).at(0));
             set_cell(cell, another_value(cell, place.content.ends_with("text")));
             const std::set<std::size_t> changed =
                 different(before, answer_to(block.command, block.request));
@@ -296,7 +280,7 @@ TEST(ProtocolDocument, NamesTheStreamsThatBlock1Shows) {
         SCOPED_TRACE(place.content);
         const OpenBoard board;
         EXPECT_EQ(answer_to(1, {1})[place.position], 1);
-        set_cell(cell_named(quoted(place.content).at(0)), "2");
+        set_cell(document::cell(quoted(place.content).at(0)), "2");
         EXPECT_EQ(answer_to(1, {1})[place.position], 0);
         seen.push_back(place.position);
     }

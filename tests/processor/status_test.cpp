@@ -52,7 +52,7 @@ const std::size_t kUpperHdmi = position_of("HDMI: bits 24 to 31");
 const std::size_t kUpperHdsdi = position_of("HD-SDI: bits 24 to 31");
 const std::size_t kLevel = position_of("null packet level");
 const std::size_t kBitrates = position_of("output bitrates");
-const std::size_t kStreams = kBitrates + 5;
+const std::size_t kIpStreams = kBitrates + 5;
 const std::size_t kPlayer = position_of("player");
 
 constexpr char kNull[] = "NULL";
@@ -193,7 +193,7 @@ const Case kQuietAndBusy[] = {
                 {kUpperHdmi, "A1"},
                 {kUpperHdsdi, "5A"},
                 {kLevel, "4D"},
-                {kStreams, "44 66 11 22 33 44"},
+                {kIpStreams, "44 66 11 22 33 44"},
                 {kPlayer, "02"}}},
 };
 
@@ -544,87 +544,87 @@ const Case kLayouts[] = {
     {.name = "mode 10",
      .states = kStreams,
      .conf = "Modo_Entrada = 10",
-     .answer = {{kStreams, "12 34 12 34 00 00"}}},
+     .answer = {{kIpStreams, "12 34 12 34 00 00"}}},
     {.name = "mode 11, player 2",
      .states = streams_and_player("2"),
      .conf = "Modo_Entrada = 11",
-     .answer = {{kStreams, "12 34 12 34 00 00"}, {kPlayer, "02"}}},
+     .answer = {{kIpStreams, "12 34 12 34 00 00"}, {kPlayer, "02"}}},
     // two streams: 1234 + 4321 is 5555
     {.name = "mode 9",
      .states = kStreams,
      .conf = "Modo_Entrada = 9",
-     .answer = {{kStreams, "55 55 12 34 43 21"}}},
+     .answer = {{kIpStreams, "55 55 12 34 43 21"}}},
     {.name = "mode 0, player 2",
      .states = streams_and_player("2"),
-     .answer = {{kStreams, "55 55 12 34 43 21"}, {kPlayer, "02"}}},
+     .answer = {{kIpStreams, "55 55 12 34 43 21"}, {kPlayer, "02"}}},
     {.name = "mode 0, player 101",
      .states = streams_and_player("101"),
-     .answer = {{kStreams, "55 55 12 34 43 21"}, {kPlayer, "01"}}},
+     .answer = {{kIpStreams, "55 55 12 34 43 21"}, {kPlayer, "01"}}},
     // the player, in any input mode: 6000 is 0x1770; 1234 + 1770 is 29A4
     {.name = "mode 0, player",
      .states = streams_and_player("1"),
-     .answer = {{kStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
+     .answer = {{kIpStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
     {.name = "mode 9, player",
      .states = streams_and_player("1"),
      .conf = "Modo_Entrada = 9",
-     .answer = {{kStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
+     .answer = {{kIpStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
     {.name = "mode 10, player",
      .states = streams_and_player("1"),
      .conf = "Modo_Entrada = 10",
-     .answer = {{kStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
+     .answer = {{kIpStreams, "29 A4 12 34 17 70"}, {kPlayer, "01"}}},
     // with the file: 10000 is 0x2710; 1234 + 2710 is 3944
     {.name = "player and file",
      .states = streams_and_player("1"),
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{kStreams, "39 44 12 34 27 10"}, {kPlayer, "01"}}},
+     .answer = {{kIpStreams, "39 44 12 34 27 10"}, {kPlayer, "01"}}},
     // without the player it does not count
     {.name = "file, one stream",
      .states = kStreams,
      .conf = "Modo_Entrada = 10",
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{kStreams, "12 34 12 34 00 00"}}},
+     .answer = {{kIpStreams, "12 34 12 34 00 00"}}},
     {.name = "file, two streams",
      .states = kStreams,
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{kStreams, "55 55 12 34 43 21"}}},
+     .answer = {{kIpStreams, "55 55 12 34 43 21"}}},
     // any output mode but 0
     {.name = "output 2",
      .states = kStreams,
      .conf = "Modo_Salida = 2",
-     .answer = {{kStreams, "55 55 12 34 43 21"}}},
+     .answer = {{kIpStreams, "55 55 12 34 43 21"}}},
     {.name = "output -1",
      .states = kStreams,
      .conf = "Modo_Salida = -1",
-     .answer = {{kStreams, "55 55 12 34 43 21"}}},
+     .answer = {{kIpStreams, "55 55 12 34 43 21"}}},
     {.name = "output 256",
      .states = kStreams,
      .conf = "Modo_Salida = 256",
-     .answer = {{kStreams, "55 55 12 34 43 21"}}},
+     .answer = {{kIpStreams, "55 55 12 34 43 21"}}},
     // 16 bits of each
     {.name = "long values, one stream",
      .states = {{"estado_bitrate_IP_0", "ABCD1234"}},
      .conf = "Modo_Entrada = 10",
-     .answer = {{kStreams, "12 34 12 34 00 00"}}},
+     .answer = {{kIpStreams, "12 34 12 34 00 00"}}},
     {.name = "long values, two streams",
      .states = {{"estado_bitrate_IP_0", "ABCD1234"}, {"estado_bitrate_IP_1", "98764321"}},
-     .answer = {{kStreams, "55 55 12 34 43 21"}}},
+     .answer = {{kIpStreams, "55 55 12 34 43 21"}}},
     // F000 + 2345 is 11345
     {.name = "sum above 65535",
      .states = {{"estado_bitrate_IP_0", "F000"}, {"estado_bitrate_IP_1", "2345"}},
-     .answer = {{kStreams, "13 45 F0 00 23 45"}}},
+     .answer = {{kIpStreams, "13 45 F0 00 23 45"}}},
     // 2^32 + 1
     {.name = "sum above 32 bits",
      .states = {{"estado_bitrate_IP_0", "FFFFFFFF"}, {"estado_bitrate_IP_1", "2"}},
-     .answer = {{kStreams, "00 01 FF FF 00 02"}}},
+     .answer = {{kIpStreams, "00 01 FF FF 00 02"}}},
     // FFFF + 1770 is 1176F
     {.name = "sum with the player above 65535",
      .states = {{"estado_bitrate_IP_0", "FFFF"}, {"estado_player", "1"}},
-     .answer = {{kStreams, "17 6F FF FF 17 70"}, {kPlayer, "01"}}},
+     .answer = {{kIpStreams, "17 6F FF FF 17 70"}, {kPlayer, "01"}}},
     // FFFFFFFF + 2710
     {.name = "sum with the file above 32 bits",
      .states = {{"estado_bitrate_IP_0", "FFFFFFFF"}, {"estado_player", "1"}},
      .files = [] { write_file(kPlayed, "video"); },
-     .answer = {{kStreams, "27 0F FF FF 27 10"}, {kPlayer, "01"}}},
+     .answer = {{kIpStreams, "27 0F FF FF 27 10"}, {kPlayer, "01"}}},
     {.name = "values of nine digits",
      .states = {{"estado_bitrate_IP_0", "000001234"}, {"estado_bitrate_IP_1", "000004321"}}},
 };
@@ -706,8 +706,8 @@ TEST(StatusAnswer, AddsMoreForThePlayerWhenItsFileIsThere) {
         cases.push_back({.name = played.name,
                          .states = {{"estado_player", "1"}},
                          .files = played.make,
-                         .answer = {{kStreams, played.there ? "27 10" : "17 70"},
-                                    {kStreams + 4, played.there ? "27 10" : "17 70"},
+                         .answer = {{kIpStreams, played.there ? "27 10" : "17 70"},
+                                    {kIpStreams + 4, played.there ? "27 10" : "17 70"},
                                     {kPlayer, "01"}}});
     expect_answers(cases);
 }
@@ -834,13 +834,14 @@ TEST(StatusAnswer, ReadsEachValueOnce) {
         const char* player;
         std::size_t statements;
     };
-    constexpr Layout kReadings[] = {
-        {"multiplex, one input", "Modo_Salida = 0, Modo_Entrada = 10", "0", 19},
-        {"multiplex, two inputs", "Modo_Salida = 0, Modo_Entrada = 9", "0", 19},
-        {"multiplex, player", "Modo_Salida = 0", "1", 18},
-        {"one stream", "Modo_Salida = 1, Modo_Entrada = 10", "0", 16},
-        {"two streams", "Modo_Salida = 1, Modo_Entrada = 9", "0", 17},
-        {"played stream", "Modo_Salida = 1", "1", 15},
+    const std::size_t most = document::statements("status");
+    const Layout kReadings[] = {
+        {"multiplex, one input", "Modo_Salida = 0, Modo_Entrada = 10", "0", most},
+        {"multiplex, two inputs", "Modo_Salida = 0, Modo_Entrada = 9", "0", most},
+        {"multiplex, player", "Modo_Salida = 0", "1", most - 1},
+        {"one stream", "Modo_Salida = 1, Modo_Entrada = 10", "0", most - 3},
+        {"two streams", "Modo_Salida = 1, Modo_Entrada = 9", "0", most - 2},
+        {"played stream", "Modo_Salida = 1", "1", most - 4},
     };
     for (const Layout& layout : kReadings) {
         SCOPED_TRACE(layout.name);
@@ -868,7 +869,8 @@ TEST(StatusAnswer, ReadsEachValueOnce) {
 TEST(StatusAnswer, IsTheSameWhateverTheInfoOfTheRequest) {
     const OpenBoard board;
     const std::string expected = to_hex(info_for(0));
-    for (const Bytes& info : {Bytes{0}, Bytes{1}, Bytes{2, 3}, Bytes(28, 0xFF), Bytes(255, 0xA5)}) {
+    for (const Bytes& info :
+         {Bytes{0}, Bytes{1}, Bytes{2, 3}, Bytes(kLength, 0xFF), Bytes(255, 0xA5)}) {
         EXPECT_EQ(to_hex(info_for(0, info)), expected);
         EXPECT_EQ(to_hex(info_for(2, info)), expected);
     }
@@ -900,13 +902,14 @@ TEST(StatusAnswer, HoldsTheValuesOfItsMoment) {
     run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor = '1' WHERE nombre = 'estado_player'");
     run_elsewhere(kConfDb, "UPDATE ConfiguracionGen SET Modo_Salida = 1");
     expect_answer(answer_with(
-        {{kAlarms, "20"}, {kLevel, "87"}, {kStreams, "17 70 00 00 17 70"}, {kPlayer, "01"}}));
+        {{kAlarms, "20"}, {kLevel, "87"}, {kIpStreams, "17 70 00 00 17 70"}, {kPlayer, "01"}}));
     write_file(kPlayed, "video");
     expect_answer(answer_with(
-        {{kAlarms, "20"}, {kLevel, "87"}, {kStreams, "27 10 00 00 27 10"}, {kPlayer, "01"}}));
+        {{kAlarms, "20"}, {kLevel, "87"}, {kIpStreams, "27 10 00 00 27 10"}, {kPlayer, "01"}}));
     fs::remove(kPlayed);
     run_elsewhere(kTempDb, "DELETE FROM alarmasEstado WHERE nombre = 'alarma_ip'");
-    expect_answer(answer_with({{kLevel, "87"}, {kStreams, "17 70 00 00 17 70"}, {kPlayer, "01"}}));
+    expect_answer(
+        answer_with({{kLevel, "87"}, {kIpStreams, "17 70 00 00 17 70"}, {kPlayer, "01"}}));
 }
 
 }  // namespace

@@ -111,6 +111,40 @@ void put(const std::vector<Part>& parts, const std::string& heading, Bytes& info
     }
 }
 
+std::string cell(const std::string& name) {
+    std::vector<std::string> parts;
+    std::istringstream stream(name);
+    for (std::string part; std::getline(stream, part, '.');)
+        parts.push_back(part == "c" || part == "s" ? "1" : part);  // as in the examples
+    const std::string table = parts[0];
+    if (table == "PIDsSalida")
+        return table + " " + parts.at(1) + "." + parts.at(2) + " " + parts.at(3);
+    if (table == "alarmasEstado" || table == "EntradaAV" || table == "ServiciosSalida" ||
+        table == "EsclavosModulo")
+        return table + " " + parts.at(1) + " " + (parts.size() > 2 ? parts[2] : "");
+    return table + " 1 " + parts.at(1);
+}
+
+std::vector<Plain> plain_subcommands() {
+    std::vector<Plain> plain;
+    for (const Row& row : table("| Code | Name in the log")) {
+        std::smatch width;
+        const bool number = std::regex_match(row[2], width, std::regex("(.) bytes?"));
+        const bool has_a_section = (row[3] + row[4]).find("](#") != std::string::npos;
+        if (has_a_section || (!number && !std::regex_match(row[2], width, std::regex("text (.+)"))))
+            continue;
+        const std::vector<std::string> columns = quoted(row[3]);
+        const auto size = static_cast<unsigned>(std::stoul(width[1]));
+        plain.push_back({.code = static_cast<std::uint8_t>(std::stoul(row[0])),
+                         .name = quoted(row[1]).at(0),
+                         .bytes = number ? size : 0,
+                         .room = number ? 0 : size + 1,
+                         .column = columns.empty() ? "" : columns[0],
+                         .cell = columns.empty() ? "" : cell(columns[0])});
+    }
+    return plain;
+}
+
 std::size_t statements(const std::string& request) {
     for (const Row& row : table("| Request | Statements")) {
         if (row[0] == request)

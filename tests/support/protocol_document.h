@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,21 @@ struct Part {
 
 // Puts them into the info of an answer.
 void put(const std::vector<Part>& parts, const std::string& heading, Bytes& info);
+
+// A column as the page names it, with its row, as contents() names the cell; a row alone gives the
+// beginning of the names of its cells.
+std::string cell(const std::string& column);
+
+// A sub-command that stores one value, and has no section of its own.
+struct Plain {
+    std::uint8_t code;
+    std::string name;    // as it is logged
+    unsigned bytes;      // of a number; 0 for a text
+    unsigned room;       // of a text: one less is stored; 0 for a number
+    std::string column;  // the first that it writes; empty when there is none
+    std::string cell;
+};
+std::vector<Plain> plain_subcommands();
 
 // How many statements a request makes at most.
 std::size_t statements(const std::string& request);

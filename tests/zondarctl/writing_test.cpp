@@ -11,6 +11,7 @@
 #include "tests/support/database.h"
 #include "tests/support/frames.h"
 #include "tests/support/peer.h"
+#include "tests/support/protocol_document.h"
 #include "tests/zondarctl/running_daemon.h"
 #include "tests/zondarctl/zondarctl.h"
 
@@ -29,95 +30,47 @@ using Words = std::vector<std::string>;
 
 // What can be set, as the protocol has it.
 struct Row {
-    const char* name;
+    std::string name;
     unsigned limit;    // the largest number, or the longest text in bytes
     int block;         // that shows it; 0 for none
-    const char* cell;  // table, row and column; empty when nothing is stored
+    std::string cell;  // table, row and column; empty when nothing is stored
+    bool text = false;
 };
 
-const std::vector<Row> kInputs = {
-    {"EntradaAV.0.Brillo", 255, 1, "EntradaAV 0 Brillo"},
-    {"EntradaAV.0.Contraste", 255, 1, "EntradaAV 0 Contraste"},
-    {"EntradaAV.0.Saturacion", 255, 1, "EntradaAV 0 Saturacion"},
-    {"EntradaAV.0.Sharpness", 255, 1, "EntradaAV 0 Sharpness"},
-    {"EntradaAV.0.Video_Enc_Standard", 255, 1, "EntradaAV 0 Video_Enc_Standard"},
-    {"EntradaAV.0.Video_Aspect_Ratio", 255, 1, "EntradaAV 0 Video_Aspect_Ratio"},
-    {"EntradaAV.0.Bitrate", 65535, 1, "EntradaAV 0 Bitrate"},
-    {"EntradaAV.0.Audio_Bitrate", 255, 1, "EntradaAV 0 Audio_Bitrate"},
-    {"EntradaAV.0.Low_Latency", 255, 1, "EntradaAV 0 Low_Latency"},
-    {"EntradaAV.1.Brillo", 255, 1, "EntradaAV 1 Brillo"},
-    {"EntradaAV.1.Contraste", 255, 1, "EntradaAV 1 Contraste"},
-    {"EntradaAV.1.Saturacion", 255, 1, "EntradaAV 1 Saturacion"},
-    {"EntradaAV.1.Sharpness", 255, 1, "EntradaAV 1 Sharpness"},
-    {"EntradaAV.1.Video_Enc_Standard", 255, 1, "EntradaAV 1 Video_Enc_Standard"},
-    {"EntradaAV.1.Video_Aspect_Ratio", 255, 1, "EntradaAV 1 Video_Aspect_Ratio"},
-    {"EntradaAV.1.Bitrate", 65535, 1, "EntradaAV 1 Bitrate"},
-    {"EntradaAV.1.Audio_Bitrate", 255, 1, "EntradaAV 1 Audio_Bitrate"},
-    {"EntradaAV.1.Low_Latency", 255, 1, "EntradaAV 1 Low_Latency"},
-};
+int block_of(const std::string& name) {
+    for (const int block : {1, 2}) {
+        for (const document::Place& place : document::layout("Block " + std::to_string(block))) {
+            if (place.content.starts_with("`" + name + "`"))
+                return block;
+        }
+    }
+    return 0;
+}
 
-const std::vector<Row> kOutput = {
-    {"RFOut.Cofdm_Off", 255, 1, "RFOut 1 Cofdm_Off"},
-    {"RFOut.Modo_OFDM", 255, 1, "RFOut 1 Modo_OFDM"},
-    {"RFOut.Ancho_Banda", 255, 1, "RFOut 1 Ancho_Banda"},
-    {"RFOut.Intervalo_Guarda", 255, 1, "RFOut 1 Intervalo_Guarda"},
-    {"RFOut.Constelacion", 255, 1, "RFOut 1 Constelacion"},
-    {"RFOut.Code_Rate", 255, 1, "RFOut 1 Code_Rate"},
-    {"RFOut.Canal_Salida", 255, 1, "RFOut 1 Canal_Salida"},
-    {"RFOut.Frecuencia", 16777215, 1, "RFOut 1 Frecuencia"},
-    {"Red.NID", 65535, 1, "Red 1 NID"},
-    {"Red.TSID_Out", 65535, 1, ""},
-    {"Red.ONID_Out", 65535, 1, ""},
-    {"Red.NIT_Patron", 255, 1, "Red 1 NIT_Patron"},
-    {"Red.LCN_Mode", 255, 1, "Red 1 LCN_Mode"},
-    {"Red.Insertar_TDT", 255, 1, "Red 1 Insertar_TDT"},
-    {"PIDsSalida.0.1.Seleccionado", 255, 1, "PIDsSalida 0.1 Seleccionado"},
-    {"PIDsSalida.0.2.Seleccionado", 255, 1, "PIDsSalida 0.2 Seleccionado"},
-    {"PIDsSalida.1.1.Seleccionado", 255, 1, "PIDsSalida 1.1 Seleccionado"},
-    {"PIDsSalida.1.2.Seleccionado", 255, 1, "PIDsSalida 1.2 Seleccionado"},
-};
+std::vector<Row> rows() {
+    std::vector<Row> all = {{"RFOut.Canal_Salida", 0xFF, 1, "RFOut 1 Canal_Salida"},
+                            {"RFOut.Frecuencia", 0xFFFFFF, 1, "RFOut 1 Frecuencia"},
+                            {"Red.TSID_Out", 0xFFFF, 1, ""},
+                            {"Red.ONID_Out", 0xFFFF, 1, ""}};
+    for (const document::Plain& each : document::plain_subcommands()) {
+        const bool text = each.bytes == 0;
+        if (!each.column.empty())
+            all.push_back({each.column, text ? each.room - 1 : (1U << 8U * each.bytes) - 1,
+                           block_of(each.column), each.cell, text});
+    }
+    return all;
+}
 
-const std::vector<Row> kOthers = {
-    {"ServiciosSalida.0.LCN", 65535, 1, "ServiciosSalida 0 LCN"},
-    {"ServiciosSalida.0.SID", 65535, 1, "ServiciosSalida 0 SID"},
-    {"ServiciosSalida.1.LCN", 65535, 1, "ServiciosSalida 1 LCN"},
-    {"ServiciosSalida.1.SID", 65535, 1, "ServiciosSalida 1 SID"},
-    {"ServiciosSalida.0.IP_port_source", 65535, 2, "ServiciosSalida 0 IP_port_source"},
-    {"ServiciosSalida.1.IP_port_source", 65535, 2, "ServiciosSalida 1 IP_port_source"},
-    {"IPOut.Ip_Off", 255, 2, "IPOut 1 Ip_Off"},
-    {"IPOut.Protocolo", 255, 2, "IPOut 1 Protocolo"},
-    {"IPOut.Qos", 255, 2, "IPOut 1 Qos"},
-    {"IPOut.Ttl", 255, 2, "IPOut 1 Ttl"},
-    {"IPOut.Vlan_Mode", 255, 2, "IPOut 1 Vlan_Mode"},
-    {"IPOut.Vlan_Id", 65535, 2, "IPOut 1 Vlan_Id"},
-    {"IPOut.Vlan_Tpid", 65535, 2, "IPOut 1 Vlan_Tpid"},
-    {"IPOut.SAP_Mode", 255, 2, "IPOut 1 SAP_Mode"},
-    {"IPOut.SAP_Time", 255, 2, "IPOut 1 SAP_Time"},
-    {"IPOut.Mpts_Mode", 255, 2, "IPOut 1 Mpts_Mode"},
-    {"ConfiguracionGen.Modo_Entrada", 255, 1, "ConfiguracionGen 1 Modo_Entrada"},
-    {"ConfiguracionGen.Atenuacion", 255, 1, "ConfiguracionGen 1 Atenuacion"},
-    {"ConfiguracionGen.Player_Mode", 255, 2, "ConfiguracionGen 1 Player_Mode"},
-    {"ConfiguracionGen.Ip_Dhcp", 255, 2, "ConfiguracionGen 1 Ip_Dhcp"},
-    {"ConfiguracionGen.Subtimezone", 255, 2, "ConfiguracionGen 1 Subtimezone"},
-    {"ConfiguracionGen.Lcd_Bloqueo", 255, 0, "ConfiguracionGen 1 Lcd_Bloqueo"},
-};
-
-const std::vector<Row> kTexts = {
-    {"ServiciosSalida.0.Nombre", 14, 1, "ServiciosSalida 0 Nombre"},
-    {"ServiciosSalida.1.Nombre", 14, 1, "ServiciosSalida 1 Nombre"},
-    {"Red.NetworkName", 14, 1, "Red 1 NetworkName"},
-    {"Red.Proveedor", 14, 1, "Red 1 Proveedor"},
-    {"ServiciosSalida.0.IP_address_source", 15, 2, "ServiciosSalida 0 IP_address_source"},
-    {"ServiciosSalida.0.Nombre_SAP", 14, 2, "ServiciosSalida 0 Nombre_SAP"},
-    {"ServiciosSalida.1.IP_address_source", 15, 2, "ServiciosSalida 1 IP_address_source"},
-    {"ServiciosSalida.1.Nombre_SAP", 14, 2, "ServiciosSalida 1 Nombre_SAP"},
-    {"IPOut.SAP_Ip", 15, 2, "IPOut 1 SAP_Ip"},
-    {"IPOut.SAP_User", 14, 2, "IPOut 1 SAP_User"},
-    {"ConfiguracionGen.Ip_Address", 15, 2, "ConfiguracionGen 1 Ip_Address"},
-    {"ConfiguracionGen.Ip_Mask", 15, 2, "ConfiguracionGen 1 Ip_Mask"},
-    {"ConfiguracionGen.Ip_Gateway", 15, 2, "ConfiguracionGen 1 Ip_Gateway"},
-    {"ConfiguracionGen.Lcd_Codbloqueo", 4, 0, "ConfiguracionGen 1 Lcd_Codbloqueo"},
-};
+// The numbers in rows of these tables.
+std::vector<Row> numbers_of(const std::vector<std::string>& tables) {
+    std::vector<Row> numbers;
+    for (const Row& row : rows()) {
+        const std::string table = row.name.substr(0, row.name.find('.'));
+        if (!row.text && std::ranges::find(tables, table) != tables.end())
+            numbers.push_back(row);
+    }
+    return numbers;
+}
 
 // As an SQL literal.
 std::string cell(const std::string& name) {
@@ -138,7 +91,7 @@ struct Outcome {
 // Sets it, and finds all that is promised of that.
 void expect_set(const Row& row, const std::string& value, const Json& as_json,
                 const Outcome& outcome) {
-    SCOPED_TRACE(std::string(row.name) + " " + value);
+    SCOPED_TRACE(row.name + " " + value);
     const bool fails = row.block != 0 && !outcome.matches;
     const Json json = json_of({"--yes", "set", row.name, value}, fails ? 1 : 0);
     EXPECT_EQ(json["command"], "set");
@@ -152,20 +105,20 @@ void expect_set(const Row& row, const std::string& value, const Json& as_json,
         EXPECT_EQ(read_back[0]["name"], row.name);
         EXPECT_EQ(read_back[0]["value"], outcome.read);
         EXPECT_EQ(read_back[0]["matches"], outcome.matches);
-        EXPECT_EQ(read_back.size(), std::string(row.name) == "EntradaAV.1.Audio_Bitrate" ? 2U : 1U);
+        EXPECT_EQ(read_back.size(), row.name == "EntradaAV.1.Audio_Bitrate" ? 2U : 1U);
     }
     EXPECT_EQ(json.contains("error"), fails);
     if (fails) {
         EXPECT_EQ(json["error"]["stage"], "read_back");
     }
-    if (*row.cell != '\0') {
+    if (!row.cell.empty()) {
         EXPECT_EQ(cell(row.cell), outcome.stored);
     }
 }
 
 Outcome outcome_of(const Row& row, unsigned value) {
-    const std::string name = row.name;
-    if (*row.cell == '\0')
+    const std::string& name = row.name;
+    if (row.cell.empty())
         return {0, value == 0, ""};
     if (name.starts_with("PIDsSalida"))
         return {value == 1 ? 1 : 0, value <= 1, value == 0 ? "2" : std::to_string(value)};
@@ -208,20 +161,18 @@ TEST_F(Writing, TakesTheNumbersOfTheInputsThereAndBack) {
     EXPECT_EQ(run.out,
               "EntradaAV.1.Audio_Bitrate  4  read back\n"
               "RFOut.Cofdm_Off            4  read back\n");
-    expect_round_trips(kInputs);
+    expect_round_trips(numbers_of({"EntradaAV"}));
 }
 
 TEST_F(Writing, TakesTheNumbersOfTheOutputThereAndBack) {
-    expect_round_trips(kOutput);
-    for (const Row& row : kOutput) {
-        if (std::string_view(row.name).starts_with("PIDsSalida"))
-            expect_set(row, "1", 1, {1, true, "1"});
-    }
+    expect_round_trips(numbers_of({"RFOut", "Red", "PIDsSalida"}));
+    for (const Row& row : numbers_of({"PIDsSalida"}))
+        expect_set(row, "1", 1, {1, true, "1"});
 }
 
 TEST_F(Writing, TakesTheOtherNumbersThereAndBack) {
-    expect_round_trips(kOthers);
-    const Row& mode = kOthers[16];
+    expect_round_trips(numbers_of({"ServiciosSalida", "IPOut", "ConfiguracionGen"}));
+    const Row mode = {"ConfiguracionGen.Modo_Entrada", 255, 1, "ConfiguracionGen 1 Modo_Entrada"};
     expect_set(mode, "2", 2, {2, true, "2"});
     expect_set(mode, "3", 3, {10, true, "10"});
     expect_set(mode, "4", 4, {11, true, "11"});
@@ -232,7 +183,9 @@ TEST_F(Writing, TakesTheOtherNumbersThereAndBack) {
 TEST_F(Writing, TakesTheTextsThereAndBack) {
     const Contents before = contents();
     const std::string letters = "abcdefghijklmnopqrstuvwxyz";
-    for (const Row& row : kTexts) {
+    for (const Row& row : rows()) {
+        if (!row.text)
+            continue;
         const std::string original = cell(row.cell).substr(1, cell(row.cell).size() - 2);
         const auto set = [&](const std::string& text) {
             expect_set(row, text, text, {text, true, quoted(text)});
@@ -252,10 +205,8 @@ TEST_F(Writing, TakesTheTextsThereAndBack) {
 
 TEST_F(Writing, KnowsEveryParameterOfTheList) {
     std::vector<std::string> known = {"ConfiguracionGen.Country"};
-    for (const auto* const rows : {&kInputs, &kOutput, &kOthers, &kTexts}) {
-        for (const Row& row : *rows)
-            known.emplace_back(row.name);
-    }
+    for (const Row& row : rows())
+        known.push_back(row.name);
     std::vector<std::string> listed;
     const Json list = json_of({"list"});
     for (const Json& parameter : list["data"]["parameters"])
