@@ -15,6 +15,8 @@
 #include "master/requests.h"
 #include "tests/support/bytes.h"
 #include "tests/support/files.h"
+#include "tests/support/frames.h"
+#include "tests/support/protocol_document.h"
 
 namespace master {
 
@@ -332,16 +334,9 @@ std::vector<std::string> written(const Items& items) {
     return lines;
 }
 
-const Bytes kIdentificationInfo = hex(
-    "5A 4E 44 02 04 5A 4E 44 32 41 56 2D 54 01 03 03 01 5A 4E 32 30 32 34 30 30 30 31 32 33 30 30 "
-    "31 61 32 62 33 63 34 64 35 65 00 00 00 00 00 00 00");
-const Bytes kStatusInfo =
-    hex("05 02 00 00 00 00 01 22 21 21 22 03 03 01 00 85 A0 10 B2 00 10 00 00 00 00 00 00 00");
-const Bytes kBlock1Info = hex(
-    "01 00 33 34 32 03 01 01 1F 40 03 00 3D 3E 3C 04 01 00 19 64 04 01 00 15 07 3B 90 0A 01 00 00 "
-    "02 04 01 01 00 01 00 65 43 61 6E 61 6C 20 55 6E 6F 00 00 00 00 00 00 01 01 00 02 00 66 43 61 "
-    "6E 61 6C 20 44 6F 73 00 00 00 00 00 00 52 65 64 20 4C 6F 63 61 6C 00 00 00 00 00 00 50 72 6F "
-    "76 65 65 64 6F 72 00 00 00 00 00 00 00 01 00 00 00 00 00 01 01");
+const Bytes kIdentificationInfo = info_of(hex(document::answer(frame(4))), 4);
+const Bytes kStatusInfo = info_of(hex(document::answer(frame(0))), 0);
+const Bytes kBlock1Info = info_of(hex(document::answer(frame(1, {1}))), 1);
 // At five past eleven in the evening of the last day of 2024.
 const Bytes kBlock2Info = hex(
     "02 00 01 04 10 00 00 64 81 00 32 33 39 2E 31 2E 31 2E 31 00 00 00 00 00 00 13 88 53 41 50 20 "
@@ -384,7 +379,7 @@ TEST(Answer, TellsTheStatus) {
 
 // The lines of the status that a byte makes differ from those of an answer of zeros.
 std::vector<std::string> status_with(std::size_t position, std::uint8_t byte) {
-    Bytes info(28);
+    Bytes info(kStatusInfo.size());
     const std::vector<std::string> before = written(status(info));
     info[position] = byte;
     std::vector<std::string> different;
@@ -395,36 +390,61 @@ std::vector<std::string> status_with(std::size_t position, std::uint8_t byte) {
     return different;
 }
 
+std::size_t position_of(const std::string& content) {
+    return document::place("Status", content).position;
+}
+
 TEST(Answer, TellsEachBitAndByteOfTheStatusApart) {
     const struct {
-        std::size_t position;
+        const char* place;
+        std::size_t offset;
         std::uint8_t byte;
         const char* line;
     } kCases[] = {
-        {0, 0xFF, "input_sync 255"},  {1, 0x01, "alarma_hw true"},
-        {1, 0x02, "alarma_in true"},  {1, 0x04, "alarma_cod true"},
-        {1, 0x08, "alarma_si true"},  {1, 0x10, "alarma_mod true"},
-        {1, 0x20, "alarma_ip true"},  {6, 0x01, "output_sync true"},
-        {7, 0x80, "tv_system_1 128"}, {8, 1, "tv_system_2 1"},
-        {9, 2, "hdmi_1 2"},           {10, 3, "hdsdi_1 3"},
-        {13, 4, "hdmi_2 4"},          {14, 5, "hdsdi_2 5"},
-        {15, 0x01, "null_level 1"},   {15, 0x7F, "null_level 127"},
-        {15, 0x81, "null_level -1"},  {15, 0xFF, "null_level -127"},
-        {16, 6, "multiplex_1 6"},     {17, 7, "multiplex_total 7"},
-        {18, 8, "multiplex_2 8"},     {19, 9, "multiplex_net 2304"},
-        {20, 9, "multiplex_net 9"},   {21, 10, "ip_total 2560"},
-        {22, 10, "ip_total 10"},      {23, 11, "ip_0 2816"},
-        {24, 11, "ip_0 11"},          {25, 12, "ip_1 3072"},
-        {26, 12, "ip_1 12"},          {27, 13, "player 13"},
+        {"input synchronisation", 0, 0xFF, "input_sync 255"},
+        {"alarms", 0, 0x01, "alarma_hw true"},
+        {"alarms", 0, 0x02, "alarma_in true"},
+        {"alarms", 0, 0x04, "alarma_cod true"},
+        {"alarms", 0, 0x08, "alarma_si true"},
+        {"alarms", 0, 0x10, "alarma_mod true"},
+        {"alarms", 0, 0x20, "alarma_ip true"},
+        {"output synchronised", 0, 0x01, "output_sync true"},
+        {"TV system: bits 0 to 7", 0, 0x80, "tv_system_1 128"},
+        {"TV system: bits 16 to 23", 0, 1, "tv_system_2 1"},
+        {"HDMI: bits 16 to 23", 0, 2, "hdmi_1 2"},
+        {"HD-SDI: bits 16 to 23", 0, 3, "hdsdi_1 3"},
+        {"HDMI: bits 24 to 31", 0, 4, "hdmi_2 4"},
+        {"HD-SDI: bits 24 to 31", 0, 5, "hdsdi_2 5"},
+        {"null packet level", 0, 0x01, "null_level 1"},
+        {"null packet level", 0, 0x7F, "null_level 127"},
+        {"null packet level", 0, 0x81, "null_level -1"},
+        {"null packet level", 0, 0xFF, "null_level -127"},
+        {"output bitrates", 0, 6, "multiplex_1 6"},
+        {"output bitrates", 1, 7, "multiplex_total 7"},
+        {"output bitrates", 2, 8, "multiplex_2 8"},
+        {"output bitrates", 3, 9, "multiplex_net 2304"},
+        {"output bitrates", 4, 9, "multiplex_net 9"},
+        {"output bitrates", 5, 10, "ip_total 2560"},
+        {"output bitrates", 6, 10, "ip_total 10"},
+        {"output bitrates", 7, 11, "ip_0 2816"},
+        {"output bitrates", 8, 11, "ip_0 11"},
+        {"output bitrates", 9, 12, "ip_1 3072"},
+        {"output bitrates", 10, 12, "ip_1 12"},
+        {"player", 0, 13, "player 13"},
     };
     for (const auto& each : kCases)
-        EXPECT_THAT(status_with(each.position, each.byte), ElementsAre(each.line)) << each.position;
+        EXPECT_THAT(status_with(position_of(each.place) + each.offset, each.byte),
+                    ElementsAre(each.line));
     // What has no meaning, and a level of minus zero.
-    EXPECT_THAT(status_with(1, 0xC0), IsEmpty());
-    EXPECT_THAT(status_with(6, 0xFE), IsEmpty());
-    EXPECT_THAT(status_with(15, 0x80), IsEmpty());
-    for (const std::size_t position : {2U, 3U, 4U, 5U, 11U, 12U})
-        EXPECT_THAT(status_with(position, 0xFF), IsEmpty());
+    EXPECT_THAT(status_with(position_of("alarms"), 0xC0), IsEmpty());
+    EXPECT_THAT(status_with(position_of("output synchronised"), 0xFE), IsEmpty());
+    EXPECT_THAT(status_with(position_of("null packet level"), 0x80), IsEmpty());
+    for (const document::Place& place : document::layout("Status")) {
+        if (place.content != "zero" && place.content != "3 and 3")
+            continue;
+        for (std::size_t i = 0; i < place.width; ++i)
+            EXPECT_THAT(status_with(place.position + i, 0xFF), IsEmpty());
+    }
 }
 
 TEST(Answer, TellsTheConfiguration) {
@@ -561,10 +581,26 @@ void expect_what_is_there(Items (*read)(std::span<const std::uint8_t>), const By
     }
 }
 
+// Where the items end, in the order of the page.
+std::vector<std::size_t> ends_in_status() {
+    std::vector<std::size_t> ends;
+    for (const document::Place& place : document::layout("Status")) {
+        const std::size_t end = place.position + place.width;
+        if (place.content.starts_with("output bitrates")) {
+            for (const std::size_t behind : {10U, 9U, 8U, 6U, 4U, 2U, 0U})
+                ends.push_back(end - behind);
+        } else if (place.content.starts_with("null packet level")) {
+            ends.push_back(end);
+        } else {
+            ends.insert(ends.end(), document::quoted(place.content).size(), end);
+        }
+    }
+    return ends;
+}
+
 TEST(Answer, OfAnyLengthHasTheItemsThatAreThere) {
     expect_what_is_there(identification, kIdentificationInfo, {3, 5, 13, 15, 17, 29, 41});
-    expect_what_is_there(status, kStatusInfo, {1,  2,  2,  2,  2,  2,  2,  7,  8,  9,  10, 11,
-                                               14, 15, 16, 17, 18, 19, 21, 23, 25, 27, 28});
+    expect_what_is_there(status, kStatusInfo, ends_in_status());
     expect_what_is_there(configuration, kBlock1Info,
                          {2,  3,  4,  5,  6,  7,  8,  10,  11,  12,  13,  14,  15,  16, 17, 18,
                           20, 21, 22, 23, 24, 27, 28, 29,  30,  31,  32,  33,  34,  35, 37, 39,

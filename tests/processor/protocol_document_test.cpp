@@ -303,15 +303,16 @@ TEST(ProtocolDocument, TellsHowTheStatesAreRead) {
         {"123456789", 0, 0, 0},
     };
     const OpenBoard board;
-    std::vector<std::size_t> seen;
     for (const Place& place : layout("Status")) {
         const std::string& content = place.content;
         const bool binary = content.find("binary") != std::string::npos;
         const bool lowest = content.find("lowest") != std::string::npos;
         const std::size_t bits = content.find("bits ");
         const std::vector<std::string> names = quoted(content);
+        EXPECT_EQ(names.empty(),
+                  content == "zero" || content == "3 and 3" || content.ends_with("below"))
+            << content;
         for (std::size_t i = 0; i < names.size(); ++i) {
-            seen.push_back(place.position);
             for (const State& state : kStates) {
                 SCOPED_TRACE(names[i] + " " + state.text);
                 Database(kTempDb).run("UPDATE alarmasEstado SET valor = '" + state.text +
@@ -328,7 +329,6 @@ TEST(ProtocolDocument, TellsHowTheStatesAreRead) {
             }
         }
     }
-    EXPECT_THAT(seen, ElementsAre(0, 1, 1, 1, 1, 1, 1, 6, 7, 8, 9, 10, 13, 14, 27));
 }
 
 TEST(ProtocolDocument, TellsHowTheLevelIsSent) {
