@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -36,20 +37,20 @@ char* text_of(const Cell& cell) {
     return cell.value == nullptr ? nullptr : cell.value->texto();
 }
 
-// `run` makes one attempt, given where to put SQLite's message; `failure` tells of a failed one by
-// its result code, up to the number of the attempt.
-template <typename Run, typename Failure>
-bool attempt(const char* operation, Run run, Failure failure) {
+// `run` makes one attempt, given where to put SQLite's message; `tell` prints of a failed one its
+// result code and number, as far as the operation wants them.
+template <typename Run, typename Tell>
+bool attempt(const char* operation, Run run, Tell tell) {
     for (unsigned n = 0; n < kAttempts; ++n) {
         char* text = nullptr;
         const int result = run(&text);
         const SqliteText message(text, sqlite3_free);
         if (result == SQLITE_OK)
             return true;
-        std::fprintf(stderr, "[ERROR_DB]%s: %s%u\n", operation, failure(result).c_str(), n);
+        tell(result, n);
         if (message != nullptr) {
-            std::fprintf(stderr, "[ERROR_DB]%s: %s\n", operation, message.get());
-            std::perror(message.get());
+            std::fprintf(stderr, "[ERROR_DB]%s: %s\n%s: %s\n", operation, message.get(),
+                         message.get(), std::strerror(errno));
         }
         sleep(n + 1);
     }
@@ -88,7 +89,10 @@ Rows::Rows(sqlite3* db, const char* table, const char* clause, std::va_list argu
                 sqlite3_free_table(std::exchange(texts_, nullptr));
             return result;
         },
-        [table](int) { return formatted("Error leyendo datos tabla %s . intento: ", table); });
+        [table](int, unsigned n) {
+            std::fprintf(stderr, "[ERROR_DB]doSelect: Error leyendo datos tabla %s . intento: %u\n",
+                         table, n);
+        });
 }
 
 Rows::~Rows() {
@@ -120,8 +124,11 @@ int update(sqlite3* db, const Table& table, std::span<const Cell> cells) {
     const std::string statement =
         formatted("UPDATE %s SET ", table.name) + items +
         formatted(" WHERE %s = %Q", table.columns[0].name, text_of(cells[0]));
-    const bool done = attempt("update", execution(db, statement), [&table](int) {
-        return formatted("Error actualizando datos registro en tabla %s . intento: ", table.name);
+    const bool done = attempt("update", execution(db, statement), [&table](int, unsigned n) {
+        std::fprintf(
+            stderr,
+            "[ERROR_DB]update: Error actualizando datos registro en tabla %s . intento: %u\n",
+            table.name, n);
     });
     if (!done)
         return 0;
@@ -140,9 +147,10 @@ int insert(sqlite3* db, const Table& table, std::span<const Cell> cells) {
     }
     const std::string statement =
         formatted("INSERT INTO %s (", table.name) + names + ")  VALUES (" + values + " )";
-    const bool done = attempt("insert", execution(db, statement), [&table](int result) {
-        return formatted("Error (%d) inserting register in table %s . Attempt: ", result,
-                         table.name);
+    const bool done = attempt("insert", execution(db, statement), [&table](int result, unsigned n) {
+        std::fprintf(stderr,
+                     "[ERROR_DB]insert: Error (%d) inserting register in table %s . Attempt: %u\n",
+                     result, table.name, n);
     });
     if (!done)
         return 0;
