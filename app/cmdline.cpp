@@ -58,17 +58,6 @@ constexpr std::array<option, 8> kLongOptions = {{
     {nullptr, 0, nullptr, 0},
 }};
 
-// A text that is no number counts as 0.
-std::int32_t number_in_range(const char* option, const char* argument, std::int32_t highest) {
-    const std::int32_t value = std::atoi(argument);
-    const std::string complaint = std::string("parameter range error: ") + option + " must be ";
-    if (value < 0)
-        throw complaint + ">= 0";
-    if (value > highest)
-        throw complaint + "<= " + std::to_string(highest);
-    return value;
-}
-
 }  // namespace
 
 Cmdline::Cmdline(int argc, char* argv[]) : program_name_(argc > 0 ? argv[0] : "") {
@@ -99,13 +88,21 @@ void Cmdline::parse(int argc, char* argv[]) {
 void Cmdline::take_option(int option, const char* argument) {
     switch (option) {
         case 's':
-            syslog_level_ = number_in_range("s", argument, 5);
+            syslog_level_ = std::atoi(argument);  // 0 for what is no number
+            if (syslog_level_ < 0)
+                throw std::string("parameter range error: s must be >= 0");
+            if (syslog_level_ > 5)
+                throw std::string("parameter range error: s must be <= 5");
             break;
         case 't':
             log_to_stderr_ = true;
             break;
         case 'l':
-            stdout_log_level_ = number_in_range("l", argument, 127);
+            stdout_log_level_ = std::atoi(argument);
+            if (stdout_log_level_ < 0)
+                throw std::string("parameter range error: l must be >= 0");
+            if (stdout_log_level_ > 127)
+                throw std::string("parameter range error: l must be <= 127");
             break;
         case 'p':
             pidfile_ = argument;
