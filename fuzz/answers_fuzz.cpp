@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <set>
 #include <string>
 #include <variant>
@@ -13,6 +14,7 @@
 #include "master/answers.h"
 #include "master/frame.h"
 #include "master/parameters.h"
+#include "master/requests.h"
 
 namespace master {
 
@@ -43,25 +45,26 @@ void check_items(const Items& items) {
     }
 }
 
-// An item for each place that lies within the info, and no other.
-void check_places(const Items& items, std::span<const Place> places, Info info) {
+// An item for each field that lies within the info, and no other.
+void check_layout(Layout layout, Info info) {
+    const Items items = items_of(layout, info);
     check_items(items);
     std::size_t next = 0;
-    for (const Place& place : places) {
-        if (std::size_t{place.position} + place.width > info.size())
+    for (const protocol::Field& field : protocol::fields(layout)) {
+        if (!has_item(field) || std::size_t{field.position} + field.width > info.size())
             continue;
         REQUIRE(next < items.size());
         const Item& item = items[next++];
-        REQUIRE(item.name == place.name);
-        if (place.kind == Place::Kind::text)
-            REQUIRE(std::get<std::string>(item.value).size() <= place.width);
+        REQUIRE(item.name == name_of(field));
+        if (is_text(field.kind))
+            REQUIRE(std::get<std::string>(item.value).size() <= field.width);
     }
     REQUIRE(next == items.size());
 }
 
 void check_parameters(const Items& items, Info info) {
     const Request request = block_request(info[0]);
-    const bool whole = request.answered_by(request, info);
+    const bool whole = answers(request, info);
     for (const Parameter& parameter : parameters()) {
         const auto item = std::find_if(items.begin(), items.end(), [&](const Item& each) {
             return each.name == parameter.name;
@@ -83,9 +86,9 @@ void check_parameters(const Items& items, Info info) {
 }
 
 void check_info(Info info) {
-    check_places(identification(info), identification_places(), info);
-    check_places(status(info), status_places(), info);
-    check_items(slave_answer(info));
+    for (std::size_t i = 0; i < std::size(protocol::kLayoutNames); ++i)
+        check_layout(static_cast<Layout>(i), info);
+    check_items(action_answer(info));
     const Items items = configuration(info);
     check_items(items);
     if (!info.empty() && (info[0] == 1 || info[0] == 2))

@@ -10,11 +10,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "fuzz/board.h"
@@ -70,45 +68,23 @@ std::vector<Row> rows_of(sqlite3_stmt* select) {
     return rows;
 }
 
-// Where a request may write. A plain sub-command writes one cell.
+// Where a request may write.
 struct Reach {
     std::vector<Place> places = {};
     std::size_t most = 0;  // cells
     bool first_slave = false;
 };
 
-Place place_of(const Number& number) {
-    switch (number.of) {
-        case Number::Of::general:
-            return {"ConfiguracionGen", 1, ""};
-        case Number::Of::input:
-            return {"EntradaAV", number.index, ""};
-        case Number::Of::rf_output:
-            return {"RFOut", number.index + 1, ""};
-        case Number::Of::service:
-            return {"ServiciosSalida", number.index, ""};
-        case Number::Of::stream:  // video and audio of either service
-            return {"PIDsSalida", number.index * 2 + number.selector, "Seleccionado"};
-        case Number::Of::network:
-            return {"Red", 1, ""};
-        case Number::Of::ip_output:
-            return {"IPOut", 1, ""};
-    }
-    std::abort();
-}
-
-Place place_of(const Text& text) {
-    switch (text.of) {
-        case Text::Of::general:
-            return {"ConfiguracionGen", 1, ""};
-        case Text::Of::service:
-            return {"ServiciosSalida", text.index, ""};
-        case Text::Of::network:
-            return {"Red", 1, ""};
-        case Text::Of::ip_output:
-            return {"IPOut", 1, ""};
-    }
-    std::abort();
+// A parameter's cell, by its name: "EntradaAV.c.Brillo", "PIDsSalida.s.1.Seleccionado", "Red.NID".
+Place place_of(protocol::Selector selector, std::uint8_t row) {
+    const std::string_view name = protocol::parameter(selector).name;
+    const std::string_view table = name.substr(0, name.find('.'));
+    const std::string_view column = name.substr(name.rfind('.') + 1);
+    if (table == "PIDsSalida")
+        return {table, row * 2 + (name[name.rfind('.') - 1] - '0'), column};
+    if (table == "EntradaAV" || table == "ServiciosSalida")
+        return {table, row, column};
+    return {table, 1, column};
 }
 
 sqlite3_int64 key_of_encoder() {
@@ -121,26 +97,6 @@ sqlite3_int64 key_of_encoder() {
         return found;
     }();
     return key;
-}
-
-Reach reach_of_country() {
-    return {.places = {{"ConfiguracionGen", 1, "Country"},
-                       {"ConfiguracionGen", 1, "Language"},
-                       {"ConfiguracionGen", 1, "Subtimezone"},
-                       {"ConfiguracionGen", 1, "Idtimezone"},
-                       {"ConfiguracionGen", 1, "Codtimezone"},
-                       {"Red", 1, "NID"},
-                       {"Red", 1, "NIT_Patron"},
-                       {"Red", 1, "LCN_Mode"},
-                       {"RFOut", 1, "Modo_OFDM"},
-                       {"RFOut", 1, "Intervalo_Guarda"},
-                       {"RFOut", 1, "Code_Rate"},
-                       {"RFOut", 1, "Canal_Salida"},
-                       {"RFOut", 1, "Frecuencia"},
-                       {"RFOut", 1, "Ancho_Banda"},
-                       {"EntradaAV", 0, "Bitrate"},
-                       {"EntradaAV", 1, "Bitrate"}},
-            .most = 16};
 }
 
 // `channel` of the two that name it in their second byte.
@@ -167,34 +123,22 @@ Reach reach_of_handler(std::uint8_t code, std::uint8_t channel) {
     }
 }
 
-Reach reach_of(const Subcommand& row, std::uint8_t value) {
-    if (const auto* const number = std::get_if<Number>(&row.target)) {
-        Reach reach{.places = {place_of(*number)}, .most = 1};
-        if (number->of == Number::Of::stream)
-            reach = {.places = {reach.places[0], {"EntradaAV", number->index, "Remux_Av"}},
-                     .most = 2};
-        return reach;
-    }
-    if (const auto* const text = std::get_if<Text>(&row.target))
-        return {.places = {place_of(*text)}, .most = 1};
-    if (std::holds_alternative<NumberSetter>(row.target))
-        return {.places = {{"RFOut", 1, "Canal_Salida"}, {"RFOut", 1, "Frecuencia"}}, .most = 2};
-    if (std::holds_alternative<TextSetter>(row.target))
-        return reach_of_country();
-    return reach_of_handler(row.code, value);
+// Its own parameter, and what its effect names.
+Reach reach_of_write(const protocol::Subcommand& row) {
+    Reach reach{.places = {place_of(row.selector, row.row)}};
+    protocol::for_each_also_written(
+        row, [&](protocol::Selector selector, std::uint8_t index, protocol::When /*when*/) {
+            reach.places.push_back(place_of(selector, index));
+        });
+    reach.most = reach.places.size();
+    return reach;
 }
 
 Reach reach_of(const mensaje& request) {
-    const Subcommand* const row = subcommand_of(request);
+    const protocol::Subcommand* const row = subcommand_of(request);
     if (row == nullptr)
         return {};
-    Reach reach = reach_of(*row, request.info[1]);
-    if (row->then == Then::next_row) {
-        const Reach next = reach_of(row[1], request.info[1]);
-        reach.places.insert(reach.places.end(), next.places.begin(), next.places.end());
-        reach.most += next.most;
-    }
-    return reach;
+    return row->width != 0 ? reach_of_write(*row) : reach_of_handler(row->code, request.info[1]);
 }
 
 bool within(const Reach& reach, const Place& place) {

@@ -11,43 +11,23 @@
 
 namespace {
 
-// Of the answers to a parameter write.
-std::size_t written_length(const mensaje& request) {
-    if (subcommand_of(request) == nullptr)
-        return 255;
-    switch (request.info[0]) {
-        case 105:
-            return 3;
-        case 106:
-            return 28;
-        case 109:
-            return 2;
-        case 110:
-            return 75;
-        case 111:
-            return 15;
-        default:
-            return 0;
-    }
-}
+using protocol::Effect;
+using protocol::Layout;
 
 std::size_t length_of_answer(const mensaje& request) {
-    switch (request.comando) {
-        case 1:
-            if (request.longitud != 1)
-                return 0;
-            return request.info[0] == 2 ? 185 : 114;
-        case 3:
-            return written_length(request);
-        case 4:
-            return 48;
-        default:
-            return 28;
-    }
+    const protocol::Command& command = protocol::kCommands[request.comando];
+    if (request.comando == protocol::command::configuration && request.longitud != 1)
+        return 0;
+    if (request.comando == protocol::command::configuration)
+        return protocol::length(protocol::block_layout(request.info[0]));
+    if (request.comando != protocol::command::write)
+        return protocol::length(command.answer);
+    const protocol::Subcommand* const row = subcommand_of(request);
+    return protocol::length(row == nullptr ? Layout::refusal : row->answer);
 }
 
 void check_answer(const mensaje& request, const mensaje* answer) {
-    REQUIRE((answer == nullptr) == (request.comando >= 5));
+    REQUIRE((answer == nullptr) == (request.comando >= std::size(protocol::kCommands)));
     if (answer == nullptr)
         return;
     REQUIRE(answer->comando == request.comando);
@@ -57,17 +37,17 @@ void check_answer(const mensaje& request, const mensaje* answer) {
     const std::size_t used = answer->longitud == 255 ? 0 : answer->longitud;
     REQUIRE(std::all_of(answer->info + used, std::end(answer->info),
                         [](std::uint8_t byte) { return byte == 0; }));
-    const Subcommand* const row = subcommand_of(request);
+    const protocol::Subcommand* const row = subcommand_of(request);
     if (row != nullptr && used > 0)
         REQUIRE(answer->info[0] == row->code);
 }
 
 void check_outside(const mensaje& request) {
-    const Subcommand* const row = subcommand_of(request);
-    const int code = row == nullptr ? 0 : row->code;
-    const bool resets = code == 68 || code == 69 || code == 70 || code == 80;
+    const protocol::Subcommand* const row = subcommand_of(request);
+    const Effect effect = row == nullptr ? Effect::alone : row->effect;
+    const bool resets = effect == Effect::resets_network || effect == Effect::restores_factory;
     REQUIRE(outside.shells == (resets ? 1 : 0));
-    REQUIRE(outside.clocks == (code == 72 || code == 73 ? 1 : 0));
+    REQUIRE(outside.clocks == (effect == Effect::sets_clock ? 1 : 0));
 }
 
 }  // namespace
@@ -87,15 +67,10 @@ std::unique_ptr<const mensaje> read_request(Input& input) {
     return request;
 }
 
-const Subcommand* subcommand_of(const mensaje& request) {
-    constexpr std::uint8_t kWrite = 3;
-    if (request.comando != kWrite || request.longitud < 2)
+const protocol::Subcommand* subcommand_of(const mensaje& request) {
+    if (request.comando != protocol::command::write || request.longitud < 2)
         return nullptr;
-    for (const Subcommand& row : subcommands()) {
-        if (row.code == request.info[0])
-            return &row;
-    }
-    return nullptr;
+    return protocol::find_subcommand(request.info[0]);
 }
 
 std::unique_ptr<const mensaje> carry_out(const mensaje& request) {

@@ -9,13 +9,13 @@
 
 #include "fuzz/input.h"
 #include "link/mensaje.h"
-#include "processor/subcommands.h"
+#include "protocol/description.h"
 
 // On the heap, so that a sanitizer sees a read beyond its end.
 std::unique_ptr<const mensaje> read_request(Input& input);
 
 // The sub-command of a request; null for any other command and for what is refused.
-const Subcommand* subcommand_of(const mensaje& request);
+const protocol::Subcommand* subcommand_of(const mensaje& request);
 
 // Carries out the request. Whatever the databases hold, the answer has its length, its command and
 // its sub-command; one shell is run for each reset of the network or the board, and the clock set

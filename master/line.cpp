@@ -13,6 +13,7 @@
 
 #include "link/mensaje.h"
 #include "master/failure.h"
+#include "transport/tcp_transport.h"
 
 namespace master {
 
@@ -27,8 +28,8 @@ constexpr std::chrono::milliseconds kFarewell{200};
 // More left-over answers than a module that reads can have.
 constexpr unsigned kReplayed = 3;
 
-// Failed reads that end a reception: the module's time-out of 5000, a tenth of it and one.
-constexpr int kFailedReads = 501;
+// Failed reads that end a reception.
+constexpr int kFailedReads = read_attempts(kRequestTimeout);
 
 [[noreturn]] void no_connection(const char* why) {
     throw Failure(Stage::connect, fmt::format("no connection: {}", why));

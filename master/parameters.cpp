@@ -3,63 +3,29 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <stdexcept>
 
+#include "master/layout.h"
 #include "master/requests.h"
-#include "processor/configuration.h"
-#include "processor/parameter_names.h"
-#include "processor/wire_integers.h"
 
 namespace master {
 
 namespace {
 
-constexpr std::uint8_t kBlocks[] = {1, 2};
-
-template <typename... Functions>
-struct Overloaded : Functions... {
-    using Functions::operator()...;
-};
-template <typename... Functions>
-Overloaded(Functions...) -> Overloaded<Functions...>;
-
-// The parameter that a sub-command stores, a Number or a Text, handed to `use`; nothing for one
-// that does something else.
-template <typename Use>
-void with_target(const Subcommand& row, Use use) {
-    std::visit(
-        Overloaded{[&](const Number& number) { use(number); }, [&](const Text& text) { use(text); },
-                   [&](const NumberSetter& setter) { use(setter.number); },
-                   [&](const TextSetter& setter) { use(setter.text); }, [](Handler) {}},
-        row.target);
-}
-
-std::string name_of(const Subcommand& row) {
-    std::string name;
-    with_target(row, [&](const auto& target) { name = ::name_of(target); });
-    return name;
-}
-
-std::string name_of(const Field& field) {
-    if (const auto* const number = std::get_if<Number>(&field.source))
-        return ::name_of(*number);
-    if (const auto* const text = std::get_if<Text>(&field.source))
-        return ::name_of(*text);
-    return "";
-}
+using protocol::Field;
+using protocol::Subcommand;
 
 std::vector<Parameter> all_parameters() {
     std::vector<Parameter> all;
-    for (const Subcommand& row : subcommands()) {
-        if (const std::string name = name_of(row); !name.empty())
-            all.push_back({name, &row, 0, nullptr});
+    for (const Subcommand& row : protocol::kSubcommands) {
+        if (row.width != 0)
+            all.push_back({name_of(row.selector, row.row), &row, 0, nullptr});
     }
-    for (const std::uint8_t block : kBlocks) {
-        for (const Field& field : configuration_block(block)) {
+    for (std::uint8_t block = 1; block <= 2; ++block) {
+        for (const Field& field : protocol::fields(protocol::block_layout(block))) {
             const auto shown = std::ranges::find(all, name_of(field), &Parameter::name);
-            if (shown != all.end()) {
+            if (field.is_parameter && shown != all.end()) {
                 shown->block = block;
                 shown->field = &field;
             }
@@ -74,18 +40,14 @@ bool same_letters(std::string_view one, std::string_view other) {
     });
 }
 
-bool shows_block(const Request& request, std::span<const std::uint8_t> info) {
-    const std::span<const Field> block = configuration_block(request.info[0]);
-    const Field& last = block.back();
-    return info.size() == std::size_t{last.position} + last.width && info[0] == request.info[0];
-}
-
 }  // namespace
 
+const protocol::Parameter& Parameter::description() const {
+    return protocol::parameter(write->selector);
+}
+
 bool Parameter::is_text() const {
-    bool text = false;
-    with_target(*write, Overloaded{[&](const Number&) {}, [&](const Text&) { text = true; }});
-    return text;
+    return protocol::is_text(description().kind);
 }
 
 std::uint32_t Parameter::limit() const {
@@ -94,7 +56,7 @@ std::uint32_t Parameter::limit() const {
 
 // The next row takes the same value, and is the next parameter.
 const Parameter* Parameter::also() const {
-    return write->then == Then::next_row ? this + 1 : nullptr;
+    return write->effect == protocol::Effect::next_too ? this + 1 : nullptr;
 }
 
 std::span<const Parameter> parameters() {
@@ -128,35 +90,24 @@ Value parse_value(const Parameter& parameter, std::string_view text) {
 
 // The NUL ends the text: without it the module would take the frame's code bytes for its tail.
 Request write_request(const Parameter& parameter, const Value& value) {
-    Request request = {.command = kWriteCommand, .info = {parameter.write->code}};
-    request.answered_by = [](const Request&, std::span<const std::uint8_t> info) {
-        return info.empty();
-    };
+    Request request = {.command = protocol::command::write,
+                       .info = {parameter.write->code},
+                       .answers = Request::Answers{}};
     if (const auto* const text = std::get_if<std::string>(&value)) {
         request.info.insert(request.info.end(), text->begin(), text->end());
         request.info.push_back(0);
     } else {
-        const std::uint8_t width = parameter.write->width;
-        request.info.resize(1U + width);
-        int322buff(static_cast<int>(std::get<std::uint32_t>(value)), &request.info[1],
-                   static_cast<e_int32_len>(width - 1));
+        put_number(request.info, std::get<std::uint32_t>(value), parameter.write->width);
     }
     return request;
 }
 
 Value value_after(const Parameter& parameter, const Value& value) {
-    Value after = value;
-    if (const auto* const number = std::get_if<Number>(&parameter.write->target))
-        after = static_cast<std::uint32_t>(
-            number->kept(static_cast<int>(std::get<std::uint32_t>(value))));
-    return after;
-}
-
-Request block_request(std::uint8_t block) {
-    return {.command = kConfigurationCommand,
-            .info = {block},
-            .reads = true,
-            .answered_by = shows_block};
+    for (const protocol::StoredAs& each : protocol::kStoredAs) {
+        if (each.selector == parameter.write->selector && value == Value(each.value))
+            return each.stored;
+    }
+    return value;
 }
 
 Value value_in(const Parameter& parameter, std::span<const std::uint8_t> info) {
@@ -164,33 +115,6 @@ Value value_in(const Parameter& parameter, std::span<const std::uint8_t> info) {
     if (parameter.is_text())
         return text_in(field);
     return number_in(field);
-}
-
-std::string text_in(std::span<const std::uint8_t> field) {
-    return {field.begin(), std::ranges::find(field, 0)};
-}
-
-std::uint32_t number_in(std::span<const std::uint8_t> field) {
-    std::uint32_t number = 0;
-    for (const std::uint8_t byte : field)
-        number = number << 8U | byte;
-    return number;
-}
-
-std::string_view consequence_of(const Request& request) {
-    // Shorter ones are refused.
-    if (request.command != kWriteCommand || request.info.size() < 2)
-        return "";
-    const std::uint8_t code = request.info[0];
-    if (code == kTimeCode || code == kDateCode)
-        return "sets the clock of the module";
-    if (code == kFactoryResetCode)
-        return "resets the module to its factory configuration";
-    const auto all = subcommands();
-    const auto row = std::ranges::find(all, code, &Subcommand::code);
-    if (row != all.end() && row->then == Then::reset_network)
-        return "resets the network of the module, which may then have another address";
-    return "";
 }
 
 }  // namespace master

@@ -1,4 +1,5 @@
-// The parameters of a module for those who name them: the daemon's own tables, by name.
+// The parameters of a module for those who name them: the sub-commands that store one and the
+// places that show it, by name.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +10,8 @@
 #include <variant>
 #include <vector>
 
-#include "master/bytes.h"
 #include "master/request.h"
-#include "processor/answer_block.h"
-#include "processor/subcommands.h"
+#include "protocol/description.h"
 
 namespace master {
 
@@ -20,11 +19,13 @@ namespace master {
 using Value = std::variant<std::uint32_t, std::string>;
 
 struct Parameter {
-    std::string name;         // "EntradaAV.0.Brillo"
-    const Subcommand* write;  // the sub-command that stores it
-    std::uint8_t block;       // the configuration block that shows it, 1 or 2; 0 for none
-    const Field* field;       // where it does; null for none
+    std::string name;                   // "EntradaAV.0.Brillo"
+    const protocol::Subcommand* write;  // the sub-command that stores it
+    std::uint8_t block;                 // the configuration block that shows it, 1 or 2; 0 for none
+    const protocol::Field* field;       // where it does; null for none
 
+    // Its kind, unit and meaning.
+    [[nodiscard]] const protocol::Parameter& description() const;
     [[nodiscard]] bool is_text() const;
     // The largest number, the longest text in bytes.
     [[nodiscard]] std::uint32_t limit() const;
@@ -48,18 +49,7 @@ Request write_request(const Parameter& parameter, const Value& value);
 // What is read back of a value that the module took as it was meant.
 Value value_after(const Parameter& parameter, const Value& value);
 
-// The request for a configuration block.
-Request block_request(std::uint8_t block);
-
 // Of the info of a configuration block as long as it has to be; the parameter is one of it.
 Value value_in(const Parameter& parameter, std::span<const std::uint8_t> info);
-
-// A text field up to its NUL; a number, big-endian, from 1 to 4 bytes.
-std::string text_in(std::span<const std::uint8_t> field);
-std::uint32_t number_in(std::span<const std::uint8_t> field);
-
-// What a request does besides changing a value, when that takes a confirmation: "resets the module
-// to its factory configuration". Empty for all others.
-std::string_view consequence_of(const Request& request);
 
 }  // namespace master

@@ -1,29 +1,33 @@
-// A request to a module, as its command and info.
+// A request to a module, as its command and info, and what answers it.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "master/bytes.h"
+#include "protocol/description.h"
 
 namespace master {
 
-// Command codes.
-constexpr std::uint8_t kStatusCommand = 0;
-constexpr std::uint8_t kConfigurationCommand = 1;
-constexpr std::uint8_t kStatusCommand2 = 2;  // the same request as 0
-constexpr std::uint8_t kWriteCommand = 3;
-constexpr std::uint8_t kIdentificationCommand = 4;
-
-constexpr std::uint8_t kRefusedLength = 255;  // of the answer to a write that is refused
-
 struct Request {
+    // What its answer may be, besides a refusal.
+    struct Answers {
+        protocol::Layout one = protocol::Layout::none;
+        protocol::Layout other = protocol::Layout::none;
+    };
+
     std::uint8_t command = 0;
     Bytes info = {};
     // It changes nothing, so it may be repeated.
     bool reads = false;
-    // Whether an answer's info is one to this request; null takes any.
-    bool (*answered_by)(const Request& request, std::span<const std::uint8_t> info) = nullptr;
+    std::optional<Answers> answers = {};  // any without
 };
+
+// Whether an answer's info may be one to this request.
+bool answers(const Request& request, std::span<const std::uint8_t> info);
+
+// Whether it is the one that the module sends in place of an answer to a write.
+bool is_refusal(std::uint8_t command, std::span<const std::uint8_t> info);
 
 }  // namespace master

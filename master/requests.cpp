@@ -1,123 +1,91 @@
 #include "master/requests.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <iterator>
 
 namespace master {
 
 namespace {
 
+using protocol::Effect;
+using protocol::Kind;
+using protocol::Subcommand;
 using Info = std::span<const std::uint8_t>;
 
-// Of the texts in a slave's request, their NUL included.
-constexpr std::size_t kMacField = 13;
-constexpr std::size_t kHostnameField = 18;
-constexpr std::size_t kSerialField = 13;
-constexpr std::size_t kModelField = 10;
-constexpr std::size_t kIpField = 16;
-
-// The NUL that ends the text counts to its field.
-void put_field(Bytes& info, std::string_view text, std::size_t width) {
-    const std::size_t length = std::min(text.size(), width - 1);
-    info.insert(info.end(), text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length));
-    info.resize(info.size() + width - length);
+// It has the layout's length, and says that it is that answer where the layout says so.
+bool has_layout(Info info, Layout layout, const Request& request) {
+    if (info.size() != protocol::length(layout))
+        return false;
+    return std::ranges::all_of(protocol::fields(layout), [&](const protocol::Field& field) {
+        if (field.kind == Kind::sub_command)
+            return info[field.position] == request.info[0];
+        return field.kind != Kind::fixed || *field.name == '\0' ||
+               info[field.position] == field.extra;
+    });
 }
 
-template <std::size_t length>
-bool has_length(const Request& /*request*/, Info info) {
-    return info.size() == length;
-}
-
-// Slave answers with data begin with the sub-command.
-template <std::size_t length>
-bool is_of_slave(const Request& request, Info info) {
-    return info.size() == length && info[0] == request.info[0];
-}
-
-bool tells_upgrade(const Request& request, Info info) {
-    return is_of_slave<15>(request, info) || is_of_slave<14>(request, info);
-}
-
-Request write(std::uint8_t code, bool (*answered_by)(const Request&, Info) = has_length<0>) {
-    return {.command = kWriteCommand, .info = {code}, .answered_by = answered_by};
-}
-
-Request of_slave(std::uint8_t code, std::string_view mac,
-                 bool (*answered_by)(const Request&, Info)) {
-    Request request = write(code, answered_by);
-    put_field(request.info, mac, kMacField);
-    return request;
-}
-
-Request with(Request request, std::uint8_t byte) {
-    request.info.push_back(byte);
-    return request;
-}
-
-Request with(Request request, std::string_view text) {
-    request.info.insert(request.info.end(), text.begin(), text.end());
-    return request;
+// A command that only reads.
+Request reading(std::uint8_t code) {
+    return {.command = code,
+            .reads = true,
+            .answers = Request::Answers{protocol::kCommands[code].answer}};
 }
 
 }  // namespace
 
+bool answers(const Request& request, Info info) {
+    if (!request.answers)
+        return true;
+    const auto& [one, other] = *request.answers;
+    return has_layout(info, one, request) ||
+           (other != Layout::none && has_layout(info, other, request));
+}
+
+bool is_refusal(std::uint8_t command, Info info) {
+    return command == protocol::command::write && info.size() == protocol::length(Layout::refusal);
+}
+
 Request identification_request() {
-    return {.command = kIdentificationCommand, .reads = true, .answered_by = has_length<48>};
+    return reading(protocol::command::identification);
 }
 
 Request status_request() {
-    return {.command = kStatusCommand, .reads = true, .answered_by = has_length<28>};
+    return reading(protocol::command::status);
 }
 
-Request time_request(std::string_view time) {
-    return with(write(kTimeCode), time);
+Request block_request(std::uint8_t block) {
+    return {.command = protocol::command::configuration,
+            .info = {block},
+            .reads = true,
+            .answers = Request::Answers{protocol::block_layout(block)}};
 }
 
-Request date_request(std::string_view date) {
-    return with(write(kDateCode), date);
+const Subcommand* find_action(std::string_view name) {
+    const auto* const found = std::ranges::find(protocol::kSubcommands, name, &Subcommand::name);
+    return found == std::end(protocol::kSubcommands) || name.empty() ? nullptr : found;
 }
 
-// The byte behind the sub-command says nothing; without one the request is refused.
-Request factory_reset_request() {
-    return with(write(kFactoryResetCode), std::uint8_t{0});
+Request action_request(std::string_view name, const Items& items) {
+    const Subcommand& action = *find_action(name);
+    return {.command = protocol::command::write,
+            .info = info_of(action.request, action.code, items),
+            .answers = Request::Answers{action.answer, action.other_answer}};
 }
 
-Request pending_state_request(std::string_view mac, std::uint8_t channel) {
-    return with(of_slave(kPendingStateCode, mac, is_of_slave<3>), channel);
-}
-
-Request encoder_request(std::string_view mac, std::uint8_t channel) {
-    return with(of_slave(kEncoderCode, mac, is_of_slave<28>), channel);
-}
-
-Request clear_pending_request(std::uint8_t channel) {
-    return with(write(kClearPendingCode), channel);
-}
-
-Request confirm_pending_request(std::uint8_t channel) {
-    return with(write(kConfirmPendingCode), channel);
-}
-
-Request encoder_status_request(std::string_view mac, std::string_view status) {
-    return with(with(of_slave(kEncoderStatusCode, mac, is_of_slave<2>), status), std::uint8_t{0});
-}
-
-Request upgrade_request(std::string_view mac) {
-    return of_slave(kUpgradeCode, mac, tells_upgrade);
-}
-
-Request slave_state_request(std::string_view mac, std::uint8_t state) {
-    return with(of_slave(kSlaveStateCode, mac, has_length<0>), state);
-}
-
-Request registration_request(const Slave& slave) {
-    Request request = of_slave(kRegisterCode, slave.mac, is_of_slave<75>);
-    put_field(request.info, slave.hostname, kHostnameField);
-    put_field(request.info, slave.serial, kSerialField);
-    put_field(request.info, slave.model, kModelField);
-    put_field(request.info, slave.ip, kIpField);
-    request.info.insert(request.info.end(), std::begin(slave.version), std::end(slave.version));
-    return request;
+std::string_view consequence_of(const Request& request) {
+    // Shorter ones are refused.
+    if (request.command != protocol::command::write || request.info.size() < 2)
+        return "";
+    const Subcommand* const row = protocol::find_subcommand(request.info[0]);
+    if (row == nullptr)
+        return "";
+    if (row->effect == Effect::sets_clock)
+        return "sets the clock of the module";
+    if (row->effect == Effect::restores_factory)
+        return "resets the module to its factory configuration";
+    if (row->effect == Effect::resets_network)
+        return "resets the network of the module, which may then have another address";
+    return "";
 }
 
 }  // namespace master

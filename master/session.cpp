@@ -121,8 +121,8 @@ Bytes Session::exchange(const Request& request) {
     left_over_ += line.left_over();
     check(result, answer, request, line);
     Bytes info(answer.info, answer.info + answer.longitud);
-    const bool refused = request.command == kWriteCommand && answer.longitud == kRefusedLength;
-    if (!refused && request.answered_by != nullptr && !request.answered_by(request, info))
+    const bool refused = is_refusal(request.command, info);
+    if (!refused && !answers(request, info))
         throw Failure(Stage::command, "an answer to another request");
     lock_.set_unsettled(false);
     if (refused)

@@ -50,25 +50,24 @@ void getstr_language(std::uint8_t* buffer, int size) {
     put_text(text, Copy::terminated, buffer, size);
 }
 
-}  // namespace
-
-int stored_mode(int mode) {
-    switch (mode) {
-        case 3:
-            return 10;
-        case 4:
-            return 11;
-        default:
-            return mode;
-    }
+// What the board's other programs call a value of the masters.
+int stored(e_ConfiguracionGen selector, int given) {
+#define STORED_AS(of, value, other)           \
+    if (selector == (of) && given == (value)) \
+        return other;
+#define LINES "protocol/parameters.def"
+#include "protocol/lines.inc"
+    return given;
 }
+
+}  // namespace
 
 int get_ConfiguracionGen(e_ConfiguracionGen selector) {
     return kFamily.get(selector);
 }
 
 int set_ConfiguracionGen(e_ConfiguracionGen selector, int value) {
-    return kFamily.set(selector, selector == CG_MODO_ENTRADA ? stored_mode(value) : value);
+    return kFamily.set(selector, stored(selector, value));
 }
 
 void getstr_ConfiguracionGen(e_str_ConfiguracionGen selector, std::uint8_t* buffer, int size) {
@@ -80,12 +79,4 @@ void getstr_ConfiguracionGen(e_str_ConfiguracionGen selector, std::uint8_t* buff
 
 int setstr_ConfiguracionGen(e_str_ConfiguracionGen selector, const char* text, unsigned size) {
     return kFamily.setstr(selector, text, size);
-}
-
-ColumnName column_name(e_ConfiguracionGen selector) {
-    return kFamily.integer_name(selector);
-}
-
-ColumnName column_name(e_str_ConfiguracionGen selector) {
-    return kFamily.text_name(selector);
 }

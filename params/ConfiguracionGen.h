@@ -27,13 +27,9 @@ enum e_str_ConfiguracionGen : int {
 // Returns the column's number; 0 without exactly one row and for any other selector.
 int get_ConfiguracionGen(e_ConfiguracionGen selector);
 
-// Returns the code that the board stores for an input mode of the masters: 10 for 3, 11 for 4, else
-// the mode itself.
-int stored_mode(int mode);
-
 // Returns 0 when there is exactly one row, else -1. Any other selector writes nothing. Of
-// CG_MODO_ENTRADA the stored_mode() is stored; a get gives that code, on purpose, not the given
-// one.
+// CG_MODO_ENTRADA some values are stored as other codes; a get gives these, on purpose, not the
+// given ones.
 int set_ConfiguracionGen(e_ConfiguracionGen selector, int value);
 
 // Clears the `size` bytes at `buffer` and copies the text. The addresses, the mask and the lock

@@ -53,7 +53,3 @@ int get_EntradaAV(e_EntradaAV selector, int channel) {
 int set_EntradaAV(e_EntradaAV selector, int channel, int value) {
     return kFamily.set(selector, value, channel);
 }
-
-ColumnName column_name(e_EntradaAV selector) {
-    return kFamily.integer_name(selector);
-}

@@ -53,11 +53,3 @@ void getstr_IPOut(e_str_IPOut selector, std::uint8_t* buffer, int size) {
 int setstr_IPOut(e_str_IPOut selector, const char* text, unsigned size) {
     return kFamily.setstr(selector, text, size);
 }
-
-ColumnName column_name(e_IPOut selector) {
-    return kFamily.integer_name(selector);
-}
-
-ColumnName column_name(e_str_IPOut selector) {
-    return kFamily.text_name(selector);
-}

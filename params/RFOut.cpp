@@ -41,7 +41,3 @@ int get_RFOut(e_RFOut selector, int output) {
 int set_RFOut(e_RFOut selector, int output, int value) {
     return kFamily.set(selector, value, key_of(output));
 }
-
-ColumnName column_name(e_RFOut selector) {
-    return kFamily.integer_name(selector);
-}

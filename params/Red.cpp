@@ -10,8 +10,8 @@ using enum Record::Place;
 // clang-format off
 constexpr IntegerColumn<Record> kIntegers[] = {
     {RED_NID, NID},
-    {1, std::nullopt},
-    {2, std::nullopt},
+    {kNoTsidOut, std::nullopt},
+    {kNoOnidOut, std::nullopt},
     {RED_NIT_PATRON, NIT_Patron},
     {RED_LCN_MODE, LCN_Mode},
     {RED_INSERTAR_TDT, Insertar_TDT},
@@ -48,12 +48,4 @@ void getstr_Red(e_str_Red selector, std::uint8_t* buffer, int size) {
 
 int setstr_Red(e_str_Red selector, const char* text, unsigned size) {
     return kFamily.setstr(selector, text, size);
-}
-
-ColumnName column_name(e_Red selector) {
-    return kFamily.integer_name(selector);
-}
-
-ColumnName column_name(e_str_Red selector) {
-    return kFamily.text_name(selector);
 }

@@ -10,6 +10,12 @@ enum e_Red : int {
     RED_INSERTAR_TDT = 5,
 };
 
+// The identifiers of the output's transport stream and of its original network. The table has the
+// columns, but the accessors have no selector for them: they are read as 0, and a write changes
+// nothing and counts as done. Masters send them all the same.
+constexpr auto kNoTsidOut = static_cast<e_Red>(1);
+constexpr auto kNoOnidOut = static_cast<e_Red>(2);
+
 enum e_str_Red : int {
     REDS_NETWORKNAME = 0,
     REDS_PROVEEDOR = 1,

@@ -49,11 +49,3 @@ int setstr_ServiciosSalida(e_str_ServiciosSalida selector, int service, const ch
                            unsigned size) {
     return kFamily.setstr(selector, text, size, service);
 }
-
-ColumnName column_name(e_ServiciosSalida selector) {
-    return kFamily.integer_name(selector);
-}
-
-ColumnName column_name(e_str_ServiciosSalida selector) {
-    return kFamily.text_name(selector);
-}

@@ -11,7 +11,6 @@
 #include <string>
 #include <string_view>
 
-#include "params/column_names.h"
 #include "params/databases.h"
 #include "queltdb/records.h"
 
@@ -121,11 +120,6 @@ struct Family {
         return queltdb::textoAEntero((*row)[*column->place].value->texto());
     }
 
-    [[nodiscard]] ColumnName integer_name(int selector) const {
-        return name_of(integers.find(selector));
-    }
-    [[nodiscard]] ColumnName text_name(int selector) const { return name_of(texts.find(selector)); }
-
     // Returns 0, also when the selector stands for no column or the database took nothing; -1
     // without the row.
     [[nodiscard]] int set(int selector, int value, Key key = 0) const {
@@ -149,14 +143,6 @@ struct Family {
     }
 
   private:
-    template <typename Column>
-    static ColumnName name_of(const Column* column) {
-        const char* const table = Record::kTable.name;
-        if (column == nullptr)
-            return {table, nullptr};
-        return {table, Record::kColumns[static_cast<std::size_t>(*column->place)].name};
-    }
-
     template <typename Column, typename Value>
     int write(const Column* column, const Value& value, Key key) const {
         OnlyRow<Record> row(database, clause, key);

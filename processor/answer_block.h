@@ -1,13 +1,14 @@
 // Answers of fixed layout, told as tables: where a value stands in `info`, how wide it is, where it
-// comes from.
+// comes from. Their lines stand in protocol/.
 #pragma once
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <variant>
 
 #include "processor/parameters.h"
+#include "protocol/description.h"
 
 struct mensaje;
 
@@ -19,38 +20,26 @@ using Computed = std::uint32_t (*)();
 using Filled = int (*)(std::uint8_t* at);
 
 struct Field {
+    protocol::Layout layout;
     std::uint8_t position;  // of its first byte in `info`
     std::uint8_t width;     // in bytes, 1 to 4 for a number
+    std::uint8_t digit;     // of a single bit, from 0: the other bits of its byte are other fields
     // A number is sent by its low bytes, big-endian; a text by as many characters as there is room
     // for, zeros behind.
     std::variant<Zeros, Computed, Filled, Number, Text> source = {};
 };
 
-constexpr bool is_number(const Field& field) {
-    return std::holds_alternative<Computed>(field.source) ||
-           std::holds_alternative<Number>(field.source);
+template <std::uint32_t value>
+std::uint32_t fixed() {
+    return value;
 }
 
-// True when the fields are in order, do not overlap and stay within [first, end).
-constexpr bool ordered(std::span<const Field> fields, std::size_t first, std::size_t end) {
-    for (const Field& field : fields) {
-        if (field.position < first)
-            return false;
-        if (is_number(field) && (field.width < 1 || field.width > 4))
-            return false;
-        first = std::size_t{field.position} + field.width;
-    }
-    return first <= end;
+// Those of a layout; the table has the layouts in their order.
+constexpr std::span<const Field> fields_of(std::span<const Field> table, protocol::Layout layout) {
+    const auto found = std::ranges::equal_range(table, layout, {}, &Field::layout);
+    return {found.begin(), found.end()};
 }
 
-// True when they also leave no byte out.
-constexpr bool gapless(std::span<const Field> fields, std::size_t first, std::size_t end) {
-    std::size_t width = 0;
-    for (const Field& field : fields)
-        width += field.width;
-    return ordered(fields, first, end) && width == end - first;
-}
-
-// Reads the values, in order, into the answer's `info`; those of the rows `further` behind the
-// table's own where the numbers have rows for each channel, output or service.
-void put_fields(std::span<const Field> fields, mensaje& answer, int further = 0);
+// Reads the values, in order, into a zero-filled answer, and gives it its length. Numbers of a
+// channel, output or service are those of the row that stands `row_offset` behind the table's own.
+void put_fields(std::span<const Field> fields, mensaje& answer, int row_offset = 0);

@@ -10,13 +10,18 @@
 #include "processor/end_put_off.h"
 #include "processor/protocol_log.h"
 #include "processor/request.h"
+#include "protocol/description.h"
 
 namespace {
 
+using protocol::Layout;
+
 static_assert(sizeof(std::time_t) == 8);  // the clock goes on after 2038
 
-constexpr std::size_t kTimeWidth = 5;
-constexpr std::size_t kDateWidth = 10;
+constexpr std::size_t kTimeWidth = protocol::width(Layout::time_of_day, "time");
+constexpr std::size_t kDateWidth = protocol::width(Layout::day, "date");
+static_assert(kTimeWidth == protocol::width(Layout::configuration_2, "time"));
+static_assert(kDateWidth == protocol::width(Layout::configuration_2, "date"));
 
 constexpr int kTmYears = 1900;  // what tm_year counts from
 constexpr int kTmMonths = 1;    // what tm_mon leaves out
@@ -49,16 +54,27 @@ std::array<char, Width + 1> value_of(const mensaje& request) {
     return value;
 }
 
+constinit std::tm shown{};  // what get_clock_time() has read
+
+template <typename... Numbers>
+int put_clock(std::uint8_t* buffer, std::size_t width, const char* format, Numbers... numbers) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), format, numbers...);
+    std::copy_n(text.begin(), width, buffer);
+    return 0;
+}
+
 }  // namespace
 
-// One reading for both: around midnight two could belong to two days.
-int get_clock(std::uint8_t* buffer) {
-    const std::tm now = local_now();
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%.2d.%.2d%.2d.%.2d.%.4d", now.tm_hour, now.tm_min,
-                  now.tm_mday, now.tm_mon + kTmMonths, now.tm_year + kTmYears);
-    std::copy_n(text.begin(), kTimeWidth + kDateWidth, buffer);
-    return 0;
+// The date is that of the same moment: around midnight two readings could belong to two days.
+int get_clock_time(std::uint8_t* buffer) {
+    shown = local_now();
+    return put_clock(buffer, kTimeWidth, "%.2d.%.2d", shown.tm_hour, shown.tm_min);
+}
+
+int get_clock_date(std::uint8_t* buffer) {
+    return put_clock(buffer, kDateWidth, "%.2d.%.2d.%.4d", shown.tm_mday, shown.tm_mon + kTmMonths,
+                     shown.tm_year + kTmYears);
 }
 
 void set_clock_time(const mensaje& request, mensaje& /*answer*/) {

@@ -6,8 +6,10 @@
 
 struct mensaje;
 
-// Hour, minute and day of this moment as "HH.MMDD.MM.YYYY", 15 bytes without NUL. Always 0.
-int get_clock(std::uint8_t* buffer);
+// Hour and minute of this moment as "HH.MM", then the day of the same moment as "DD.MM.YYYY": 5 and
+// 10 bytes without NUL. Always 0.
+int get_clock_time(std::uint8_t* buffer);
+int get_clock_date(std::uint8_t* buffer);
 
 // Set hour and minute of today, the seconds to 0; set the day, at the same time of day. The value
 // is "HH.MM" or "DD.MM.YYYY" behind the sub-command. Its numbers are not checked: one out of range

@@ -1,6 +1,5 @@
 #include "processor/commands.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <iterator>
 
@@ -13,7 +12,7 @@
 
 namespace {
 
-void answer_state(const mensaje& /*request*/, mensaje& answer) {
+void answer_status(const mensaje& /*request*/, mensaje& answer) {
     log_request("CMD: Peticion de estado o alarmas\n");
     put_status(answer);
 }
@@ -34,37 +33,24 @@ void answer_identification(const mensaje& /*request*/, mensaje& answer) {
     put_identification(answer);
 }
 
-struct Command {
-    std::uint8_t code;
-    void (*handle)(const mensaje& request, mensaje& answer);
-};
+using Handler = void (*)(const mensaje& request, mensaje& answer);
 
-constexpr Command kCommands[] = {
-    {0, answer_state},           // status and alarms
-    {1, answer_configuration},   // configuration, block 1 or 2
-    {2, answer_state},           // one command with 0, masters use both
-    {3, write_parameter},        // one parameter, named by its sub-command
-    {4, answer_identification},  // who the device is
+// By the code.
+constexpr Handler kHandlers[] = {
+#define COMMAND(code, id, name, request, answer, other_answer, meaning, handler) handler,
+#define LINES "protocol/commands.def"
+#include "protocol/lines.inc"
 };
-
-constexpr bool codes_are_indexes() {
-    for (std::size_t i = 0; i < std::size(kCommands); ++i) {
-        if (kCommands[i].code != i)
-            return false;
-    }
-    return true;
-}
-static_assert(codes_are_indexes());
 
 }  // namespace
 
 std::unique_ptr<mensaje> procesar_comando(const mensaje& request) {
-    if (request.comando >= std::size(kCommands)) {
+    if (request.comando >= std::size(kHandlers)) {
         log_problem("CMD: ERROR: comando no soportado\n");
         return nullptr;
     }
     auto answer = std::make_unique<mensaje>();  // zero-filled
     answer->comando = request.comando;
-    kCommands[request.comando].handle(request, *answer);
+    kHandlers[request.comando](request, *answer);
     return answer;
 }

@@ -14,7 +14,6 @@
 namespace {
 
 constexpr std::uint8_t kExpectedSequence = 0;
-constexpr int kReadTimeout = 5000;  // counts attempts of the transport, not time
 constexpr int kAttempts = 1;
 
 tPuertoZondar* port = nullptr;  // null until the processor is up
@@ -38,7 +37,8 @@ void zondar_process(bool* received) {
     }
     log_category(kLogZondar, LOG_INFO, "Waiting for zondar message:\n");
     mensaje request{};
-    if (Rx_mensaje_zondar(port, kExpectedSequence, &request, kReadTimeout, kAttempts) != kReceived)
+    if (Rx_mensaje_zondar(port, kExpectedSequence, &request, kRequestTimeout, kAttempts) !=
+        kReceived)
         return;
     log_category(kLogZondar, LOG_INFO, "Zondar message readed.\n");
     std::atomic_ref(*received).store(true, std::memory_order_relaxed);

@@ -1,7 +1,6 @@
 #include "processor/region.h"
 
 #include <cstddef>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,17 +10,19 @@
 #include "params/EntradaAV.h"
 #include "params/RFOut.h"
 #include "params/Red.h"
-#include "processor/countries.h"
 #include "processor/parameters.h"
 #include "processor/protocol_log.h"
+#include "protocol/countries.h"
 
 namespace {
 
-// Of the texts, their NUL included.
-constexpr unsigned kCountrySize = 15;
-constexpr unsigned kLocaleSize = 6;
-constexpr unsigned kThreeLettersSize = 4;
-constexpr unsigned kTwoLettersSize = 3;
+using protocol::channel_frequency;
+using protocol::Country;
+using protocol::find_country;
+using protocol::frequency_channel;
+using protocol::has_7mhz_plan;
+
+constexpr unsigned kCountrySize = 15;  // its NUL included
 
 // Longer than any name in a request: what is cut to it equals none of them.
 constexpr std::size_t kAnyCountrySize = sizeof(mensaje);
@@ -33,43 +34,34 @@ std::string stored_country(std::size_t size = kCountrySize) {
 }
 
 int tune(int channel, int frequency) {
-    const int result = number(RFO_CANAL_SALIDA).set(channel);
-    return result < 0 ? result : number(RFO_FRECUENCIA).set(frequency);
+    const int result = parameter(RFO_CANAL_SALIDA).set(channel);
+    return result < 0 ? result : parameter(RFO_FRECUENCIA).set(frequency);
 }
 
 // In this order, each whatever became of those before.
 void write_defaults(const char* name, const Country& country) {
-    log_if_failed(text(CGS_COUNTRY).set(name, kCountrySize));
-    log_if_failed(text(CGS_LANGUAGE).set(country.locale, kLocaleSize));
-    log_if_failed(number(CG_SUBTIMEZONE).set(country.subtimezone));
-    log_if_failed(text(CGS_IDTIMEZONE).set(country.two_letters, kTwoLettersSize));
-    log_if_failed(text(CGS_CODTIMEZONE).set(country.three_letters, kThreeLettersSize));
-    log_if_failed(number(RED_NID).set(country.nid));
-    log_if_failed(number(kNoTsidOut).set(country.tsid_out));
-    log_if_failed(number(kNoOnidOut).set(country.onid_out));
-    log_if_failed(number(RED_NIT_PATRON).set(country.nit_patron));
-    log_if_failed(number(RED_LCN_MODE).set(country.lcn_mode));
-    log_if_failed(number(RFO_MODO_OFDM).set(country.modo_ofdm));
-    log_if_failed(number(RFO_INTERVALO_GUARDA).set(country.intervalo_guarda));
+    log_if_failed(parameter(CGS_COUNTRY).set(name, kCountrySize));
+#define COUNTRY_TEXT(selector, member, size) \
+    log_if_failed(parameter(selector).set(country.member, size));
+#define COUNTRY_NUMBER(selector, member) log_if_failed(parameter(selector).set(country.member));
+#define LINES "protocol/country.def"
+#include "protocol/lines.inc"
 }
 
 // What the width of the channels decides.
 void write_channel_plan(const Country& country) {
-    log_if_failed(number(RFO_CODE_RATE).set(country.code_rate));
-    log_if_failed(number(RFO_CANAL_SALIDA).set(country.canal_salida));
-    log_if_failed(number(RFO_FRECUENCIA).set(country.frecuencia));
-    log_if_failed(number(RFO_ANCHO_BANDA).set(country.ancho_banda));
+#define PLAN_NUMBER(selector, member) log_if_failed(parameter(selector).set(country.member));
+#define LINES "protocol/country.def"
+#include "protocol/lines.inc"
 }
 
 // In kbit/s. Of the last one nobody learns whether it could be written.
-void write_video_bitrates(std::string_view name) {
+void write_video_bitrates(const Country& country) {
     constexpr int kFirstModeOfOneInput = 3;
     constexpr int kOneInput = 15000;
-    const bool lower = has_7mhz_plan(name) || name.starts_with("Italy");
-    const int each = lower ? 7000 : 8000;
     if (get_ConfiguracionGen(CG_MODO_ENTRADA) < kFirstModeOfOneInput) {
-        log_if_failed(set_EntradaAV(EAV_BITRATE, 0, each));
-        set_EntradaAV(EAV_BITRATE, 1, each);
+        log_if_failed(set_EntradaAV(EAV_BITRATE, 0, country.video_bitrate));
+        set_EntradaAV(EAV_BITRATE, 1, country.video_bitrate);
     } else {
         set_EntradaAV(EAV_BITRATE, 0, kOneInput);
     }
@@ -94,5 +86,5 @@ void change_country(std::string_view name) {
     write_defaults(std::string(name).c_str(), country);
     if (has_7mhz_plan(before) || has_7mhz_plan(name))
         write_channel_plan(country);
-    write_video_bitrates(name);
+    write_video_bitrates(country);
 }

@@ -7,9 +7,10 @@
 
 #include "link/mensaje.h"
 #include "processor/wire_integers.h"
+#include "protocol/description.h"
 
 // Where the value of a sub-command stands.
-constexpr std::size_t kValue = 1;
+constexpr std::size_t kValue = protocol::position(protocol::Layout::write, "value");
 
 // The number of 1 to 3 bytes at a position. It is taken from there however short the info is: what
 // a short request lacks is then its code bytes and zeros.

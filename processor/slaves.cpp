@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <span>
 
 #include "link/mensaje.h"
 #include "params/EntradaAV.h"
@@ -12,20 +14,21 @@
 #include "processor/device_info.h"
 #include "processor/protocol_log.h"
 #include "processor/request.h"
+#include "protocol/description.h"
 
 namespace {
 
-// Of the requests.
-constexpr std::uint8_t kMac = 1;
-constexpr std::size_t kData = 14;  // what the sub-command carries behind the MAC
+using protocol::Layout;
+using protocol::position;
 
-// Of a registration and of its answer.
-constexpr std::uint8_t kHostname = 14;
-constexpr std::uint8_t kSerial = 32;
-constexpr std::uint8_t kModel = 45;
-constexpr std::uint8_t kIp = 55;
-constexpr std::uint8_t kVersion = 71;  // of the software: major, minor, build
-constexpr std::size_t kRefused = 74;   // of the answer alone: 1 for a failure
+// Of the requests. All that bear more than the MAC have it at the same place.
+constexpr std::size_t kMac = position(Layout::slave, "mac");
+constexpr std::size_t kSlaveChannel = position(Layout::slave_channel, "channel");
+constexpr std::size_t kChannel = position(Layout::channel, "channel");
+constexpr std::size_t kStatus = position(Layout::slave_status, "status");
+constexpr unsigned kStatusSize = protocol::width(Layout::slave_status, "status");
+constexpr std::size_t kState = position(Layout::slave_state, "state");
+constexpr std::size_t kVersion = position(Layout::slave_identity, "software");
 
 constexpr int kConfirmed = 2;  // of the pending states
 
@@ -42,57 +45,62 @@ void mark_seen(int slave) {
         seen[index] = 1;
 }
 
-constexpr Field kEncoder[] = {
-    {2, 1, number(EAV_SHARPNESS, 0)},                      //
-    {3, 1, number(EAV_VIDEO_ENC_STANDARD, 0)},             //
-    {4, 2, number(EAV_BITRATE, 0)},                        //
-    {6, 1, number(EAV_AUDIO_ENC_STANDARD, 0)},             //
-    {7, 1, number(EAV_AUDIO_BITRATE, 0)},                  //
-    {8, 1, number(EAV_VIDEO_ASPECT_RATIO, 0)},             //
-    {9, 1, number(EAV_REMUX_AV, 0)},                       //
-    {10, 2, number(EAV_PID_VIDEO_CH, 0)},                  //
-    {12, 2, number(EAV_PID_AUDIO_CH, 0)},                  //
-    {14, 2, number(EAV_PID_PCR_CH, 0)},                    //
-    {16, 1, number(EAV_FILTER_MODE, 0)},                   //
-    {17, 1, number(EAV_LOW_LATENCY, 0)},                   //
-    {18, 1, number(EAV_PROFILE, 0)},                       //
-    {19, 1, number(EAV_LEVEL, 0)},                         //
-    {20, 2, number(EAV_REMOTE_AUDIO_SAMPLING_RATE, 0)},    //
-    {22, 1, number(EAV_REMOTE_NEEDS_RELOAD_FIRMWARE, 0)},  //
-    {23, 1, number(EAV_REMOTE_SISTEMA_TV, 0)},             //
-    {24, 1, number(EAV_REMOTE_STOP, 0)},                   //
-    {25, 1, number(EAV_REMOTE_VIDEO_PRESENT, 0)},          //
-    {26, 1, number(EAV_REMOTE_AUDIO_PRESENT, 0)},          //
-    {27, 1, number(EAV_REMOTE_MODO_SALIDA, 0)},            //
+// Of the answer that is being made; the functions of the table below are given nothing.
+struct Asked {
+    std::uint8_t code = 0;
+    std::uint8_t channel = 0;
+    int slave = 0;
+    bool refused = false;
 };
-constexpr std::uint8_t kEncoderLength = 28;
-static_assert(gapless(kEncoder, 2, kEncoderLength));
+constinit Asked asked{};
 
-// A registration tells who the slave is, its answer who the master is, at the same positions.
+std::uint32_t sub_command() {
+    return asked.code;
+}
+
+std::uint32_t channel_of_slave() {
+    return asked.channel;
+}
+
+std::uint32_t refusal_of_slave() {
+    return asked.refused ? 1 : 0;
+}
+
+std::uint32_t upgrade_of_slave() {
+    return static_cast<std::uint32_t>(get_EsclavosModulo(EM_UPGRADE, asked.slave));
+}
+
+int software(std::uint8_t* at) {
+    return get_versions(at, 1);
+}
+
+constexpr Field kAnswers[] = {
+#define LINES "protocol/slave_answers.def"
+#include "processor/answer_fields.inc"
+};
+
+template <Layout layout>
+void put_answer(mensaje& answer) {
+    static constexpr std::span<const Field> kFields = fields_of(kAnswers, layout);
+    put_fields(kFields, answer, asked.channel);
+}
+
+// Where the texts of a request are stored.
 struct SlaveText {
-    std::size_t position;
-    unsigned size;
+    Layout layout;
+    std::uint8_t position;
+    std::uint8_t size;
     e_str_EsclavosModulo column;
 };
 
-constexpr SlaveText kSlaveTexts[] = {
-    {kMac, 13, EMS_MAC},            //
-    {kHostname, 18, EMS_HOSTNAME},  //
-    {kSerial, 13, EMS_SERIAL},      //
-    {kModel, 10, EMS_MODELO},       //
-    {kIp, 16, EMS_IP},              //
-};
+constexpr auto requested = static_cast<e_str_EsclavosModulo>(-1);  // not stored as it is
 
-constexpr Field kIdentity[] = {
-    {kMac, 12, get_MAC_num},
-    {kHostname, 18, get_hostname},
-    {kSerial, 12, get_serial_num},
-    {kModel, 10, get_type_model},
-    {kIp, 16, get_slave_ip},
-    {kVersion, 3, [](std::uint8_t* at) { return get_versions(at, 1); }},
+constexpr SlaveText kSlaveTexts[] = {
+#define FIELD(layout, position, width, name, kind, unit, meaning, source) \
+    {Layout::layout, position, width, source},
+#define LINES "protocol/slave_requests.def"
+#include "protocol/lines.inc"
 };
-constexpr std::uint8_t kIdentityLength = 75;
-static_assert(ordered(kIdentity, 1, kRefused));
 
 struct SlaveNumber {
     e_EsclavosModulo column;
@@ -113,9 +121,11 @@ bool write_slave(int slave, const mensaje& request) {
         log_if_failed(result);
         written = written && result >= 0;
     };
-    for (const SlaveText& row : kSlaveTexts)
-        check(setstr_EsclavosModulo(row.column, slave, text_at(request, row.position).data(),
-                                    row.size));
+    for (const SlaveText& row : kSlaveTexts) {
+        if (row.column != requested)
+            check(setstr_EsclavosModulo(row.column, slave, text_at(request, row.position).data(),
+                                        row.size));
+    }
     std::array<char, 12> version{};
     std::snprintf(version.data(), version.size(), "%d.%d.%d", request.info[kVersion],
                   request.info[kVersion + 1], request.info[kVersion + 2]);
@@ -133,75 +143,56 @@ bool slave_seen(int slave) {
     return index < seen.size() && seen[index] != 0;
 }
 
-std::span<const Field> encoder_settings() {
-    return kEncoder;
-}
-
 void answer_pending_state(const mensaje& request, mensaje& answer) {
     slave_of(request);
-    const std::uint8_t channel = request.info[kData];
-    answer.info[0] = request.info[0];
-    answer.info[1] = channel;
-    answer.info[2] = static_cast<std::uint8_t>(get_EntradaAV(EAV_ESTADOPENDIENTERE, channel));
-    answer.longitud = 3;
+    asked = {.code = request.info[0], .channel = request.info[kSlaveChannel]};
+    put_answer<Layout::pending_state>(answer);
 }
 
 void answer_encoder(const mensaje& request, mensaje& answer) {
     slave_of(request);
-    const std::uint8_t channel = request.info[kData];
-    answer.info[0] = request.info[0];
-    answer.info[1] = channel;
-    put_fields(kEncoder, answer, channel);
-    answer.longitud = kEncoderLength;
+    asked = {.code = request.info[0], .channel = request.info[kSlaveChannel]};
+    put_answer<Layout::encoder>(answer);
 }
 
 void reset_pending_state(const mensaje& request, mensaje& /*answer*/) {
-    set_EntradaAV(EAV_ESTADOPENDIENTERE, request.info[kValue], 0);
+    set_EntradaAV(EAV_ESTADOPENDIENTERE, request.info[kChannel], 0);
 }
 
 void confirm_pending_state(const mensaje& request, mensaje& /*answer*/) {
-    set_EntradaAV(EAV_ESTADOPENDIENTERE, request.info[kValue], kConfirmed);
+    set_EntradaAV(EAV_ESTADOPENDIENTERE, request.info[kChannel], kConfirmed);
 }
 
 void store_encoder_status(const mensaje& request, mensaje& answer) {
-    constexpr unsigned kSize = 9;
     slave_of(request);
-    setstr_alarmas_estado_valor("estado_remote_encoder", text_at(request, kData).data(), kSize);
-    answer.info[0] = request.info[0];
-    answer.longitud = 2;
+    setstr_alarmas_estado_valor(protocol::state::estado_remote_encoder,
+                                text_at(request, kStatus).data(), kStatusSize);
+    asked = {.code = request.info[0]};
+    put_answer<Layout::status_stored>(answer);
 }
 
 void register_slave(const mensaje& request, mensaje& answer) {
-    const int slave = slave_of(request);
-    bool registered = false;
-    if (slave < 1) {
+    asked = {.code = request.info[0], .slave = slave_of(request), .refused = true};
+    if (asked.slave < 1) {
         log_problem("ERROR: No se ha podido detectar ni crear nuevo esclavo.\n");
     } else {
-        mark_seen(slave);
-        registered = write_slave(slave, request);
+        mark_seen(asked.slave);
+        asked.refused = !write_slave(asked.slave, request);
     }
-    answer.info[0] = request.info[0];
-    put_fields(kIdentity, answer);
-    answer.info[kRefused] = registered ? 0 : 1;
-    answer.longitud = kIdentityLength;
+    put_answer<Layout::master_identity>(answer);
 }
 
 // A slave tells the two layouts apart by their length.
 void answer_upgrade(const mensaje& request, mensaje& answer) {
-    const int slave = slave_of(request);
-    answer.info[0] = request.info[0];
-    if (slave < 1) {
-        get_MAC_num(&answer.info[1]);
-        answer.longitud = 14;
-        return;
-    }
-    answer.info[1] = static_cast<std::uint8_t>(get_EsclavosModulo(EM_UPGRADE, slave));
-    get_MAC_num(&answer.info[2]);
-    answer.longitud = 15;
+    asked = {.code = request.info[0], .slave = slave_of(request)};
+    if (asked.slave < 1)
+        put_answer<Layout::no_slave>(answer);
+    else
+        put_answer<Layout::upgrade>(answer);
 }
 
 void store_slave_state(const mensaje& request, mensaje& /*answer*/) {
     const int slave = slave_of(request);
     if (slave >= 1)
-        set_EsclavosModulo(EM_ESTADO, slave, request.info[kData]);
+        set_EsclavosModulo(EM_ESTADO, slave, request.info[kState]);
 }

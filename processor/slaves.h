@@ -1,11 +1,6 @@
 // The slave modules, remote encoders that ask the master for their settings and report to it.
 #pragma once
 
-#include <cstdint>
-#include <span>
-
-#include "processor/answer_block.h"
-
 struct mensaje;
 
 // The handlers of their sub-commands. All but the two that carry a channel alone begin with the
@@ -18,10 +13,6 @@ void store_encoder_status(const mensaje& request, mensaje& answer);
 void register_slave(const mensaje& request, mensaje& answer);
 void answer_upgrade(const mensaje& request, mensaje& answer);
 void store_slave_state(const mensaje& request, mensaje& answer);
-
-// The layout of what answer_encoder() sends behind the sub-command and the channel, the settings of
-// channel 0 standing for those of any channel.
-std::span<const Field> encoder_settings();
 
 // True once a slave of that identifier has registered; false for any that no slave can have.
 bool slave_seen(int slave);

@@ -3,11 +3,9 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <optional>
-#include <span>
 
 #include "link/mensaje.h"
 #include "params/Bitrate_Nulos.h"
@@ -17,58 +15,30 @@
 
 namespace {
 
-constexpr std::uint8_t kLength = 28;
-constexpr std::uint8_t kBitrates = 16;  // where the output bitrates begin
-constexpr std::uint8_t kBitratesEnd = 27;
-
 enum State : std::uint8_t {
-    kInputSync,
-    kAlarmHw,
-    kAlarmIn,
-    kAlarmCod,
-    kAlarmSi,
-    kAlarmMod,
-    kAlarmIp,
-    kOutputSync,
-    kTvSystem,
-    kHdmi,
-    kHdsdi,
-    kPlayer,
-    kIp0,
-    kIp1,
+#define STATE(name, reading) name,
+#define LINES "protocol/status.def"
+#include "protocol/lines.inc"
 };
 
 struct NamedState {
-    State state;
     const char* name;
     e_modo mode;
 };
 
+constexpr e_modo binary = MODO_BINARIO;
+constexpr e_modo hexadecimal = MODO_HEXADECIMAL;
+constexpr e_modo text = MODO_DECIMAL;  // is not read
+
 constexpr NamedState kStates[] = {
-    {kInputSync, "estado_entradaAV_sync", MODO_BINARIO},             //
-    {kAlarmHw, "alarma_hw", MODO_BINARIO},                           //
-    {kAlarmIn, "alarma_in", MODO_BINARIO},                           //
-    {kAlarmCod, "alarma_cod", MODO_BINARIO},                         //
-    {kAlarmSi, "alarma_si", MODO_BINARIO},                           //
-    {kAlarmMod, "alarma_mod", MODO_BINARIO},                         //
-    {kAlarmIp, "alarma_ip", MODO_BINARIO},                           //
-    {kOutputSync, "estado_sync", MODO_BINARIO},                      //
-    {kTvSystem, "estado_entradaAV_sistemaTV_12", MODO_HEXADECIMAL},  //
-    {kHdmi, "estado_entradaAV_hdmi", MODO_HEXADECIMAL},              //
-    {kHdsdi, "estado_entradaAV_hdsdi", MODO_HEXADECIMAL},            //
-    {kPlayer, "estado_player", MODO_HEXADECIMAL},                    //
-    {kIp0, "estado_bitrate_IP_0", MODO_HEXADECIMAL},                 //
-    {kIp1, "estado_bitrate_IP_1", MODO_HEXADECIMAL},                 //
+#define STATE(name, reading) {#name, reading},
+#define LINES "protocol/status.def"
+#include "protocol/lines.inc"
 };
 
-constexpr bool states_are_indexes() {
-    for (std::size_t i = 0; i < std::size(kStates); ++i) {
-        if (kStates[i].state != i)
-            return false;
-    }
-    return true;
-}
-static_assert(states_are_indexes());
+// What leaves the module: a multiplex, or IP streams, of which one or two are encoded, or one is
+// encoded and one played.
+enum class Output : std::uint8_t { multiplex, one_stream, two_streams, played };
 
 // What an answer has read so far. Each value is read when it is first asked for, so that it is the
 // same wherever the answer tells of it. They are taken apart as unsigned numbers of 32 bits,
@@ -77,6 +47,7 @@ struct Readings {
     std::array<std::optional<std::uint32_t>, std::size(kStates)> states;
     std::array<std::optional<std::uint32_t>, BN_SEL_4 + 1> null_packets;
     std::optional<std::uint32_t> played_bitrate;
+    std::optional<Output> output;
 };
 // Of the answer that is being made; the functions of the tables below are given nothing.
 constinit Readings readings;
@@ -96,35 +67,31 @@ std::uint32_t null_packets(e_bitrate_nulos selector) {
     return *value;
 }
 
-std::uint32_t bits(std::uint32_t value, unsigned first, unsigned count) {
-    return value >> first & ((1U << count) - 1);
+constexpr std::uint32_t low(std::uint32_t value, unsigned count) {
+    return value & ((1U << count) - 1);
+}
+
+template <State state, unsigned first, unsigned count>
+std::uint32_t bits() {
+    return low(reading_of(state) >> first, count);
 }
 
 // Bits 10, 11, 14 and 15 have their places, although a binary value keeps 8 bits: they are sent as
 // 0.
 std::uint32_t input_sync() {
-    const std::uint32_t sync = reading_of(kInputSync);
-    return bits(sync, 0, 4) | bits(sync, 14, 2) << 4U | bits(sync, 10, 2) << 6U;
-}
-
-// One bit for each, the first one the lowest.
-std::uint32_t alarms() {
-    constexpr State kAlarms[] = {kAlarmHw, kAlarmIn, kAlarmCod, kAlarmSi, kAlarmMod, kAlarmIp};
-    std::uint32_t value = 0;
-    for (unsigned i = 0; i < std::size(kAlarms); ++i)
-        value |= bits(reading_of(kAlarms[i]), 0, 1) << i;
-    return value;
+    return bits<estado_entradaAV_sync, 0, 4>() | bits<estado_entradaAV_sync, 14, 2>() << 4U |
+           bits<estado_entradaAV_sync, 10, 2>() << 6U;
 }
 
 // Sign and magnitude, as no other value on the wire; a positive one may use the sign's bit.
 std::uint32_t null_level() {
     const std::uint32_t level = null_packets(BN_SEL_0);
-    const bool negative = bits(level, 31, 1) != 0;
-    return negative ? 0x80 | bits(0U - level, 0, 7) : level;
+    const bool negative = static_cast<std::int32_t>(level) < 0;
+    return negative ? 0x80 | low(0U - level, 7) : level;
 }
 
 bool player_active() {
-    return reading_of(kPlayer) == 1;
+    return reading_of(estado_player) == 1;
 }
 
 // How many encoded streams there are; the player counts for two.
@@ -135,23 +102,40 @@ std::uint32_t divisor() {
     return get_ConfiguracionGen(CG_MODO_ENTRADA) >= kFirstModeOfOneInput ? 1 : 2;
 }
 
-std::uint32_t half(e_bitrate_nulos selector) {
-    return null_packets(selector) >> 1U;
+Output output() {
+    std::optional<Output>& output = readings.output;
+    if (output)
+        return *output;
+    const bool played = player_active();  // read first, also where nothing depends on it
+    if (get_ConfiguracionGen(CG_MODO_SALIDA) == 0)
+        output = Output::multiplex;
+    else if (divisor() == 1)
+        output = Output::one_stream;
+    else
+        output = played ? Output::played : Output::two_streams;
+    return *output;
+}
+
+template <e_bitrate_nulos selector>
+std::uint32_t multiplex_half() {
+    return output() == Output::multiplex ? null_packets(selector) >> 1U : 0;
 }
 
 // Of the total what is not null packets, without the Reed-Solomon bytes: 188 bytes of each 204.
-std::uint32_t net_bitrate() {
+std::uint32_t multiplex_net() {
+    if (output() != Output::multiplex)
+        return 0;
     const std::uint32_t total = null_packets(BN_SEL_3);
     const std::uint32_t nulls = (total >> 1U) * null_packets(BN_SEL_1) / 100;
     return (total - nulls * divisor()) * 188 / 204000;
 }
 
 std::uint32_t ip_0() {
-    return reading_of(kIp0);
+    return reading_of(estado_bitrate_IP_0);
 }
 
 std::uint32_t ip_1() {
-    return reading_of(kIp1);
+    return reading_of(estado_bitrate_IP_1);
 }
 
 // What the played file adds; only that it is there counts.
@@ -162,70 +146,45 @@ std::uint32_t played_bitrate() {
     return *readings.played_bitrate;
 }
 
-constexpr Field kStatus[] = {
-    {0, 1, input_sync},                                          //
-    {1, 1, alarms},                                              //
-    {2, 4},                                                      //
-    {6, 1, [] { return bits(reading_of(kOutputSync), 0, 1); }},  //
-    {7, 1, [] { return bits(reading_of(kTvSystem), 0, 8); }},    //
-    {8, 1, [] { return bits(reading_of(kTvSystem), 16, 8); }},   //
-    {9, 1, [] { return bits(reading_of(kHdmi), 16, 8); }},       //
-    {10, 1, [] { return bits(reading_of(kHdsdi), 16, 8); }},     //
-    {11, 1, [] { return 3U; }},                                  //
-    {12, 1, [] { return 3U; }},                                  //
-    {13, 1, [] { return bits(reading_of(kHdmi), 24, 8); }},      //
-    {14, 1, [] { return bits(reading_of(kHdsdi), 24, 8); }},     //
-    {15, 1, null_level},                                         //
-    {kBitrates, kBitratesEnd - kBitrates},                       // one of the layouts below
-    {27, 1, [] { return bits(reading_of(kPlayer), 0, 8); }},     //
-};
-static_assert(gapless(kStatus, 0, kLength));
-
-// What leaves the module as a multiplex.
-constexpr Field kMultiplex[] = {
-    {16, 1, [] { return half(BN_SEL_4); }},  //
-    {17, 1, [] { return half(BN_SEL_3); }},  //
-    {18, 1, [] { return half(BN_SEL_2); }},  //
-    {19, 2, net_bitrate},                    //
-};
-static_assert(ordered(kMultiplex, kBitrates, kBitratesEnd));
-
-// As IP streams: the sum of the outputs, then each of them.
-constexpr Field kOneStream[] = {
-    {21, 2, ip_0},  //
-    {23, 2, ip_0},  //
-};
-static_assert(ordered(kOneStream, kBitrates, kBitratesEnd));
-
-constexpr Field kTwoStreams[] = {
-    {21, 2, [] { return ip_1() + ip_0(); }},  //
-    {23, 2, ip_0},                            //
-    {25, 2, ip_1},                            //
-};
-static_assert(ordered(kTwoStreams, kBitrates, kBitratesEnd));
-
-constexpr Field kPlayedStream[] = {
-    {21, 2, [] { return ip_0() + played_bitrate(); }},  //
-    {23, 2, ip_0},                                      //
-    {25, 2, played_bitrate},                            //
-};
-static_assert(ordered(kPlayedStream, kBitrates, kBitratesEnd));
-
-std::span<const Field> output_bitrates() {
-    if (get_ConfiguracionGen(CG_MODO_SALIDA) == 0)
-        return kMultiplex;
-    if (divisor() == 1)
-        return kOneStream;
-    if (!player_active())
-        return kTwoStreams;
-    return kPlayedStream;
+std::uint32_t ip_total() {
+    switch (output()) {
+        case Output::one_stream:
+            return ip_0();
+        case Output::two_streams:
+            return ip_1() + ip_0();
+        case Output::played:
+            return ip_0() + played_bitrate();
+        case Output::multiplex:
+            break;
+    }
+    return 0;
 }
+
+std::uint32_t ip_first() {
+    return output() == Output::multiplex ? 0 : ip_0();
+}
+
+std::uint32_t ip_second() {
+    switch (output()) {
+        case Output::two_streams:
+            return ip_1();
+        case Output::played:
+            return played_bitrate();
+        case Output::multiplex:
+        case Output::one_stream:
+            break;
+    }
+    return 0;
+}
+
+constexpr Field kFields[] = {
+#define LINES "protocol/status.def"
+#include "processor/answer_fields.inc"
+};
 
 }  // namespace
 
 void put_status(mensaje& answer) {
     readings = {};
-    put_fields(kStatus, answer);
-    put_fields(output_bitrates(), answer);
-    answer.longitud = kLength;
+    put_fields(kFields, answer);
 }

@@ -3,6 +3,6 @@
 
 struct mensaje;
 
-// Puts the values of this moment and their length, 28, into a zero-filled answer. A value that
+// Puts the values of this moment and their length into a zero-filled answer. A value that
 // cannot be read is sent as 0.
 void put_status(mensaje& answer);

@@ -17,7 +17,6 @@ bool transport_trace = false;
 namespace {
 
 constexpr int kBacklog = 5;
-constexpr int kTimeoutPerAttempt = 10;
 constexpr useconds_t kPauseBetweenAttempts_us = 10;
 constexpr std::size_t kRingSize = 512;
 
@@ -194,7 +193,7 @@ void enviar_buffer_zondar(unsigned /*port*/, const std::uint8_t* buf, unsigned l
 }
 
 int leer_byte_zondar(unsigned /*port*/, std::uint8_t* byte, int timeout) {
-    const int attempts = timeout / kTimeoutPerAttempt + 1;
+    const int attempts = read_attempts(timeout);
     for (int attempt = 0; attempt < attempts; ++attempt) {
         // The low 8 bits alone decide, on purpose: a read error (-1) counts as a byte too and
         // hands out what the ring holds.

@@ -28,9 +28,17 @@ void CerrarSocket_zondar();
 // connected for them alone. Failures are printed, not returned. The port number is ignored.
 void enviar_buffer_zondar(unsigned port, const std::uint8_t* buf, unsigned len);
 
-// Reads one byte. Returns 1 with it in `byte`, 0 when the attempts ran out. `timeout` / 10 + 1
-// attempts are made. An attempt waits without limit inside accept and read and fails only when the
-// peer has closed (client mode: or cannot be reached). The port number is ignored.
+// The time-out with which requests are read. It counts attempts, not time.
+constexpr int kRequestTimeout = 5000;
+
+constexpr int read_attempts(int timeout) {
+    constexpr int kUnitsPerAttempt = 10;
+    return timeout / kUnitsPerAttempt + 1;
+}
+
+// Reads one byte. 1: stored through `byte`; 0: the read_attempts(timeout) ran out. An attempt waits
+// without limit inside accept and read and fails only when the peer has closed (client mode: or
+// cannot be reached). The port number is ignored.
 int leer_byte_zondar(unsigned port, std::uint8_t* byte, int timeout);
 
 // These clear a line and turn it round before a frame is sent. A TCP connection needs neither: both

@@ -100,15 +100,17 @@ struct LinkLayer {
     std::size_t network;                  // where that begins
 };
 
+// clang-format off
 constexpr LinkLayer kLinkLayers[] = {
-    {DLT_EN10MB, 12, 14},         //
-    {DLT_LINUX_SLL, 14, 16},      //
-    {DLT_LINUX_SLL2, 0, 20},      //
-    {DLT_NULL, std::nullopt, 4},  //
-    {DLT_LOOP, std::nullopt, 4},  //
-    {DLT_RAW, std::nullopt, 0},   //
-    {DLT_IPV4, std::nullopt, 0},  //
+    {DLT_EN10MB, 12, 14},
+    {DLT_LINUX_SLL, 14, 16},
+    {DLT_LINUX_SLL2, 0, 20},
+    {DLT_NULL, std::nullopt, 4},
+    {DLT_LOOP, std::nullopt, 4},
+    {DLT_RAW, std::nullopt, 0},
+    {DLT_IPV4, std::nullopt, 0},
 };
+// clang-format on
 
 const LinkLayer& link_layer_of(pcap_t* capture) {
     const int type = pcap_datalink(capture);

@@ -1,12 +1,11 @@
 // docs/commands.json: what a master has to know, for programs in other languages.
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
-#include "master/answers.h"
 #include "master/parameters.h"
-#include "master/requests.h"
-#include "processor/configuration.h"
-#include "processor/parameter_names.h"
-#include "processor/slaves.h"
+#include "protocol/countries.h"
+#include "protocol/description.h"
 #include "zondarctl/commands.h"
 #include "zondarctl/parameter_report.h"
 
@@ -14,173 +13,205 @@ namespace zondarctl {
 
 namespace {
 
-const char* name_of(Place::Kind kind) {
-    switch (kind) {
-        case Place::Kind::text:
-            return "text";
-        case Place::Kind::line:
-            return "line";
-        case Place::Kind::number:
-            return "number";
-        case Place::Kind::level:
-            return "sign and magnitude";
-        case Place::Kind::version:
-            return "version";
-        case Place::Kind::bit:
-            return "bit";
-        case Place::Kind::zero:
-            return "zero";
-    }
-    return "";
+using master::name_of;
+using protocol::Kind;
+
+const char* word_for(Layout layout) {
+    return protocol::kLayoutNames[static_cast<std::size_t>(layout)];
 }
 
-// Those of a field count from `first`.
-Json to_json(std::span<const Place> places, int first = 0) {
-    Json list = Json::array();
-    for (const Place& place : places) {
-        Json entry = {
-            {"name", place.name}, {"position", first + place.position}, {"width", place.width}};
-        entry["kind"] = name_of(place.kind);
-        if (place.kind == Place::Kind::bit)
-            entry["bit"] = place.bit;
-        list.push_back(entry);
-    }
-    return list;
-}
-
-Json to_json(std::span<const Field> fields) {
-    Json list = Json::array();
-    for (const Field& field : fields) {
-        if (std::holds_alternative<Filled>(field.source)) {
-            for (Json& part : to_json(clock_places(), field.position))
-                list.push_back(std::move(part));
-            continue;
-        }
-        Json entry = Json::object();
-        if (const auto* const number = std::get_if<Number>(&field.source))
-            entry["name"] = name_of(*number);
-        else if (const auto* const text = std::get_if<Text>(&field.source))
-            entry["name"] = name_of(*text);
-        else
-            entry["name"] = "block";
-        entry["position"] = field.position;
-        entry["width"] = field.width;
-        entry["kind"] = is_number(field) ? "number" : "text";
-        list.push_back(entry);
-    }
-    return list;
-}
-
-// What stands in the info of a command with this answer, and how long it is.
-struct Command {
-    std::uint8_t code;
-    const char* name;
-    std::span<const Place> request;
-    std::vector<const char*> answers;  // their layouts
-};
-
-constexpr Place kBlock[] = {{"block", 0, 1, Place::Kind::number}};
-
-const Command kCommands[] = {
-    {kStatusCommand, "status", {}, {"status"}},
-    {kConfigurationCommand, "configuration", kBlock, {"configuration_1", "configuration_2"}},
-    {kStatusCommand2, "status", {}, {"status"}},
-    {kWriteCommand, "write", {}, {}},  // the sub-commands have them
-    {kIdentificationCommand, "identification", {}, {"identification"}},
-};
-
-// A sub-command that does something else than storing a parameter: its request behind the
-// sub-command, the length of its answer.
-struct Action {
-    std::uint8_t code;
-    const char* name;  // as zondarctl has it
-    std::span<const Place> request;
-    int answer_length;
-};
-
-constexpr Place kTime[] = {{"HH.MM", 1, 5, Place::Kind::text}};
-constexpr Place kDate[] = {{"DD.MM.YYYY", 1, 10, Place::Kind::text}};
-constexpr Place kNotLookedAt[] = {{"ignored", 1, 1, Place::Kind::number}};
-constexpr Place kChannel[] = {{"channel", 1, 1, Place::Kind::number}};
-constexpr Place kMac[] = {{"mac", 1, 13, Place::Kind::text}};
-constexpr Place kMacChannel[] = {kMac[0], {"channel", 14, 1, Place::Kind::number}};
-constexpr Place kMacStatus[] = {kMac[0], {"status", 14, 9, Place::Kind::text}};
-constexpr Place kMacState[] = {kMac[0], {"state", 14, 1, Place::Kind::number}};
-constexpr Place kIdentity[] = {
-    kMac[0],
-    {"hostname", 14, 18, Place::Kind::text},
-    {"serial", 32, 13, Place::Kind::text},
-    {"model", 45, 10, Place::Kind::text},
-    {"ip", 55, 16, Place::Kind::text},
-    {"software", 71, 3, Place::Kind::version},
-};
-
-constexpr Action kActions[] = {
-    {kTimeCode, "time", kTime, 0},
-    {kDateCode, "date", kDate, 0},
-    {kFactoryResetCode, "reset-factory", kNotLookedAt, 0},
-    {kPendingStateCode, "slave pending", kMacChannel, 3},
-    {kEncoderCode, "slave encoder", kMacChannel, 28},
-    {kClearPendingCode, "slave clear", kChannel, 0},
-    {kConfirmPendingCode, "slave confirm", kChannel, 0},
-    {kEncoderStatusCode, "slave report", kMacStatus, 2},
-    {kRegisterCode, "slave register", kIdentity, 75},
-    {kUpgradeCode, "slave upgrade", kMac, 15},
-    {kSlaveStateCode, "slave state", kMacState, 0},
-};
-
-std::string column_of(const std::string& name) {
-    return name.substr(name.rfind('.') + 1);
-}
-
-Json answer_json(const Action& action) {
-    Json fields = to_json(slave_answer_places(action.code));
-    if (action.code == kEncoderCode) {
-        // The settings are named as those of channel 0, whatever the channel.
-        for (Json& field : to_json(encoder_settings())) {
-            field["name"] = column_of(field["name"]);
-            fields.push_back(field);
-        }
-    }
-    return {{"length", action.answer_length}, {"fields", fields}};
-}
-
-Json subcommand_json(const Subcommand& row) {
-    Json entry;
-    const auto parameter = std::ranges::find(parameters(), &row, &Parameter::write);
-    if (parameter != parameters().end()) {
-        entry = describe(*parameter);
-    } else {
-        const auto* const action = std::ranges::find(kActions, row.code, &Action::code);
-        entry = {{"name", action->name}, {"sub_command", row.code}, {"kind", "action"}};
-        entry["request"] = to_json(action->request);
-        entry["answer"] = answer_json(*action);
-    }
-    entry["log_name"] = row.name == nullptr ? Json() : Json(row.name);
+Json to_json(const protocol::Field& field) {
+    Json entry = Json::object();
+    if (const std::string name = name_of(field); !name.empty())
+        entry["name"] = name;
+    if (field.layout == Layout::encoder && field.is_parameter)
+        entry["parameter"] = protocol::parameter(field.selector).name;
+    entry["position"] = field.position;
+    entry["width"] = field.kind == Kind::value ? Json() : Json(field.width);
+    entry["kind"] = protocol::name_of(field.kind);
+    if (field.kind == Kind::bit)
+        entry["bit"] = field.extra;
+    if (field.kind == Kind::fixed)
+        entry["value"] = field.extra;
+    if (is_text(field.kind))
+        entry["ends_in_nul"] = field.kind == Kind::text;
+    put_meaning(entry, field.unit, field.meaning);
     return entry;
+}
+
+Json layouts() {
+    Json all = Json::object();
+    for (const protocol::Field& field : protocol::kFields) {
+        Json& layout = all[word_for(field.layout)];
+        layout["length"] =
+            field.kind == Kind::value ? Json() : Json(protocol::length(field.layout));
+        layout["fields"].push_back(to_json(field));
+    }
+    return all;
+}
+
+// Their names, without those that are empty.
+Json named(std::initializer_list<Layout> layouts) {
+    Json names = Json::array();
+    for (const Layout layout : layouts) {
+        if (layout != Layout::none)
+            names.push_back(word_for(layout));
+    }
+    return names;
+}
+
+Json nullable(Layout layout) {
+    return layout == Layout::none ? Json() : Json(word_for(layout));
+}
+
+Json commands() {
+    Json all = Json::array();
+    for (const protocol::Command& command : protocol::kCommands)
+        all.push_back({{"command", command.code},
+                       {"name", command.name},
+                       {"request", nullable(command.request)},
+                       {"answers", named({command.answer, command.other_answer})},
+                       {"meaning", command.meaning}});
+    return all;
+}
+
+// By the parameter that is written besides, when it is; it has the row of the sub-command's own.
+Json also_written(const protocol::Subcommand& row) {
+    constexpr const char* kWhen[] = {"always", "from or to the plan Australia", "by input mode"};
+    Json all = Json::object();
+    protocol::for_each_also_written(
+        row, [&](protocol::Selector selector, std::uint8_t index, protocol::When when) {
+            all[name_of(selector, index)] = kWhen[static_cast<std::size_t>(when)];
+        });
+    return all;
+}
+
+Json sub_commands() {
+    Json all = Json::array();
+    for (const protocol::Subcommand& row : protocol::kSubcommands) {
+        const auto parameter = std::ranges::find(parameters(), &row, &Parameter::write);
+        Json entry;
+        if (parameter != parameters().end()) {
+            entry = describe(*parameter);
+            entry.erase("remark");  // the effect says it
+            if (Json also = also_written(row); !also.empty())
+                entry["also_writes"] = std::move(also);
+        } else {
+            entry = {{"name", row.name}, {"sub_command", row.code}, {"kind", "action"}};
+            entry["request"] = nullable(row.request);
+            entry["answers"] = named({row.answer, row.other_answer});
+            entry["meaning"] = row.meaning;
+        }
+        if (row.effect != protocol::Effect::alone)
+            entry["effect"] = protocol::kEffects[static_cast<std::size_t>(row.effect)].name;
+        entry["log_name"] = *row.log_name == '\0' ? Json() : Json(row.log_name);
+        all.push_back(std::move(entry));
+    }
+    return all;
+}
+
+Json effects() {
+    Json all = Json::object();
+    for (const protocol::EffectText& effect : protocol::kEffects) {
+        if (*effect.meaning != '\0')
+            all[effect.name] = effect.meaning;
+    }
+    return all;
+}
+
+Json to_json(const protocol::Plan& plan) {
+    Json bands = Json::array();
+    for (const protocol::Band& band : plan.bands)
+        bands.push_back({{"first_channel", band.first_channel},
+                         {"last_channel", band.last_channel},
+                         {"lowest", band.lowest},
+                         {"highest", band.highest},
+                         {"step", band.step},
+                         {"centre", band.offset}});
+    Json ranges = Json::array();
+    for (const protocol::Range& range : plan.ranges)
+        ranges.push_back(
+            {{"first_channel", range.first}, {"last_channel", range.last}, {"band", range.band}});
+    return {{"bands", bands}, {"band_of_channel", ranges}};
+}
+
+template <typename Value>
+void put_default(Json& entry, protocol::Selector selector, const Value& value) {
+    if (protocol::is_stored(selector))
+        entry["defaults"][name_of(selector, 0)] = value;
+}
+
+Json to_json(const protocol::Country& country) {
+    Json entry = {{"name", country.name}, {"plan", country.plan->name}};
+    entry["video_bitrate"] = country.video_bitrate;
+#define PUT_DEFAULT(selector, member) \
+    put_default(entry, protocol::Selector::selector, country.member);
+#define COUNTRY_TEXT(selector, member, size) PUT_DEFAULT(selector, member)
+#define COUNTRY_NUMBER PUT_DEFAULT
+#define PLAN_NUMBER PUT_DEFAULT
+#define LINES "protocol/country.def"
+#include "protocol/lines.inc"
+#undef PUT_DEFAULT
+    return entry;
+}
+
+void put_countries(Json& document) {
+    for (const protocol::Country& country : protocol::countries()) {
+        document["countries"].push_back(to_json(country));
+        document["plans"][country.plan->name] = to_json(*country.plan);
+    }
+}
+
+Json kinds() {
+    Json all = Json::object();
+    for (const protocol::KindText& kind : protocol::kKinds) {
+        if (*kind.meaning != '\0')
+            all[kind.name] = kind.meaning;
+    }
+    return all;
+}
+
+// True for what holds lists of structures, which get a line each.
+bool is_deep(const Json& value) {
+    return std::ranges::any_of(value, [](const Json& part) {
+        return part.is_structured() &&
+               std::ranges::any_of(part, [](const Json& each) { return each.is_structured(); });
+    });
+}
+
+// An entry of a list is a line, so that a change of one is.
+void print(const Json& value, std::size_t level, std::string& text) {
+    const bool is_broken = value.is_structured() && (level < 2 || is_deep(value) || level == 3);
+    if (!is_broken || (level == 3 && std::ranges::none_of(value, &Json::is_structured))) {
+        text += value.dump();
+        return;
+    }
+    const std::string indent(2 * (level + 1), ' ');
+    text += value.is_array() ? "[\n" : "{\n";
+    std::size_t left = value.size();
+    for (const auto& [key, part] : value.items()) {
+        text += indent;
+        if (value.is_object())
+            text += Json(key).dump() + ": ";
+        print(part, level + 1, text);
+        text += --left == 0 ? "\n" : ",\n";
+    }
+    text += indent.substr(2) + (value.is_array() ? "]" : "}");
 }
 
 }  // namespace
 
-Json catalogue() {
-    Json document = {{"schema", 1}, {"commands", Json::array()}, {"layouts", Json::object()}};
-    for (const Command& command : kCommands) {
-        Json entry = {{"command", command.code}, {"name", command.name}};
-        entry["request"] = to_json(command.request);
-        entry["answers"] = command.answers;
-        document["commands"].push_back(entry);
-    }
-    const auto layout = [&](const char* name, int length, const Json& fields) {
-        document["layouts"][name] = {{"length", length}, {"fields", fields}};
-    };
-    layout("identification", 48, to_json(identification_places()));
-    layout("status", 28, to_json(status_places()));
-    layout("configuration_1", 114, to_json(configuration_block(1)));
-    layout("configuration_2", 185, to_json(configuration_block(2)));
-    document["sub_commands"] = Json::array();
-    for (const Subcommand& row : subcommands())
-        document["sub_commands"].push_back(subcommand_json(row));
-    return document;
+std::string catalogue() {
+    Json document = {{"schema", 2}};
+    document["kinds"] = kinds();
+    document["commands"] = commands();
+    document["layouts"] = layouts();
+    document["sub_commands"] = sub_commands();
+    document["effects"] = effects();
+    put_countries(document);
+    std::string text;
+    print(document, 0, text);
+    return text + "\n";
 }
 
 }  // namespace zondarctl

@@ -3,11 +3,14 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "master/session.h"
+#include "protocol/description.h"
 #include "zondarctl/report.h"
 
 namespace zondarctl {
@@ -38,27 +41,13 @@ Report send_raw(const Options& options, const std::string& command,
                 const std::vector<std::string>& info);
 Report resync(const Options& options);
 
-// What slave modules do; the arguments of the others are empty.
-struct SlaveArguments {
-    std::string mac = {};
-    std::string channel = {};
-    std::string text = {};  // a status, or a state's number
-    std::string hostname = {};
-    std::string serial = {};
-    std::string model = {};
-    std::string ip = {};
-    std::string version = {};
-};
-struct SlaveCommand {
-    const char* name;
-    const char* help;
-    std::vector<std::pair<const char*, std::string SlaveArguments::*>> arguments;
-    std::vector<std::pair<const char*, std::string SlaveArguments::*>> options;
-    Request (*request)(const SlaveArguments& arguments);
-};
-const std::vector<SlaveCommand>& slave_commands();
-Report run_slave_command(const Options& options, const SlaveCommand& command,
-                         const SlaveArguments& arguments);
+// What slave modules ask and tell: a command for each action whose name begins with this word, its
+// arguments being the fields of the request, by name. Of a registration only the MAC has to be
+// given.
+constexpr std::string_view kSlave = "slave ";
+bool is_optional(const protocol::Field& field);
+Report run_slave_command(const Options& options, const protocol::Subcommand& action,
+                         const std::map<std::string, std::string>& arguments);
 
 // Shows the status again and again, until Ctrl-C or for `count` times; each one goes to `show`,
 // with the time that it took.
@@ -75,6 +64,6 @@ Report decode(const std::vector<std::string>& words, std::uint16_t port);
 Report check_databases(const std::string& conf, const std::string& temp);
 
 // The catalogue of commands, answers and sub-commands for other languages: docs/commands.json.
-Json catalogue();
+std::string catalogue();
 
 }  // namespace zondarctl

@@ -4,5 +4,5 @@
 #include "zondarctl/commands.h"
 
 int main() {
-    fmt::print("{}\n", zondarctl::catalogue().dump(2));
+    fmt::print("{}", zondarctl::catalogue());
 }

@@ -3,11 +3,13 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <utility>
 
+#include "master/layout.h"
+#include "protocol/description.h"
 #include "queltdb/records.h"
 #include "zondarctl/commands.h"
 
@@ -56,40 +58,50 @@ Rows rows_of(sqlite3* database, const std::string& sql) {
 
 // What the daemon looks for: one row by a condition that compares as it does, with quoted numbers.
 struct NeededRow {
-    const char* table;
-    const char* condition;  // null for the only row of the table
+    std::string table;
+    std::string condition;  // empty for the only row of the table
+
+    bool operator==(const NeededRow& other) const = default;
 };
 
-constexpr NeededRow kNeededRows[] = {
-    {"ConfiguracionGen", nullptr},
-    {"EntradaAV", "IdEntradaAV='0'"},
-    {"EntradaAV", "IdEntradaAV='1'"},
-    {"RFOut", "IdRFOut='1'"},
-    {"ServiciosSalida", "IdServicio='0'"},
-    {"ServiciosSalida", "IdServicio='1'"},
-    {"PIDsSalida", "fk_idServicio='0' AND Tipo='1'"},
-    {"PIDsSalida", "fk_idServicio='0' AND Tipo='2'"},
-    {"PIDsSalida", "fk_idServicio='1' AND Tipo='1'"},
-    {"PIDsSalida", "fk_idServicio='1' AND Tipo='2'"},
-    {"Red", nullptr},
-    {"IPOut", nullptr},
-    {"Bitrate_Nulos", nullptr},
-    {"alarmasEstado", "nombre='alarma_hw'"},
-    {"alarmasEstado", "nombre='alarma_in'"},
-    {"alarmasEstado", "nombre='alarma_cod'"},
-    {"alarmasEstado", "nombre='alarma_si'"},
-    {"alarmasEstado", "nombre='alarma_mod'"},
-    {"alarmasEstado", "nombre='alarma_ip'"},
-    {"alarmasEstado", "nombre='estado_sync'"},
-    {"alarmasEstado", "nombre='estado_entradaAV_sync'"},
-    {"alarmasEstado", "nombre='estado_entradaAV_sistemaTV_12'"},
-    {"alarmasEstado", "nombre='estado_entradaAV_hdmi'"},
-    {"alarmasEstado", "nombre='estado_entradaAV_hdsdi'"},
-    {"alarmasEstado", "nombre='estado_player'"},
-    {"alarmasEstado", "nombre='estado_bitrate_IP_0'"},
-    {"alarmasEstado", "nombre='estado_bitrate_IP_1'"},
-    {"alarmasEstado", "nombre='estado_remote_encoder'"},
-};
+std::vector<std::string> parts_of(const std::string& name) {
+    std::istringstream stream(name);
+    std::vector<std::string> parts;
+    for (std::string part; std::getline(stream, part, '.');)
+        parts.push_back(part);
+    return parts;
+}
+
+// The row of a parameter, by its name: "EntradaAV.0.Brillo", "PIDsSalida.0.1.Seleccionado",
+// "Red.NID".
+NeededRow row_of(const std::string& parameter) {
+    const std::vector<std::string> words = parts_of(parameter);
+    const std::string& table = words[0];
+    if (table == "PIDsSalida")
+        return {table, fmt::format("fk_idServicio='{}' AND Tipo='{}'", words[1], words[2])};
+    if (table == "RFOut")
+        return {table, "IdRFOut='1'"};
+    if (words.size() == 2)
+        return {table, ""};
+    return {table,
+            fmt::format("{}='{}'", table == "EntradaAV" ? "IdEntradaAV" : "IdServicio", words[1])};
+}
+
+// Those of the parameters, of the null packet figures, and of the states.
+std::vector<NeededRow> needed_rows() {
+    std::vector<NeededRow> rows;
+    for (const protocol::Field& field : protocol::kFields) {
+        if (!field.is_parameter)
+            continue;
+        NeededRow row = row_of(name_of(field.selector, field.extra));
+        if (std::ranges::find(rows, row) == rows.end())
+            rows.push_back(std::move(row));
+    }
+    rows.push_back({"Bitrate_Nulos", ""});
+    for (const char* const state : protocol::kStates)
+        rows.push_back({"alarmasEstado", fmt::format("nombre='{}'", state)});
+    return rows;
+}
 
 using Problems = std::vector<std::string>;
 
@@ -121,11 +133,12 @@ void check_columns(const queltdb::Table& table, const Rows& found, Problems& pro
 }
 
 void check_rows(sqlite3* database, const char* table, Problems& problems) {
-    for (const NeededRow& needed : kNeededRows) {
-        if (std::strcmp(needed.table, table) != 0)
+    static const std::vector<NeededRow> kNeeded = needed_rows();
+    for (const NeededRow& needed : kNeeded) {
+        if (needed.table != table)
             continue;
         const std::string where =
-            needed.condition == nullptr ? "" : fmt::format(" WHERE {}", needed.condition);
+            needed.condition.empty() ? "" : fmt::format(" WHERE {}", needed.condition);
         const Rows count =
             rows_of(database, fmt::format("SELECT count(*) FROM {}{}", table, where));
         if (count[0][0] != "1")

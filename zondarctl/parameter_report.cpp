@@ -4,9 +4,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <utility>
-
-#include "processor/parameter_names.h"
 
 namespace zondarctl {
 
@@ -30,35 +27,21 @@ std::string suggestion(const std::string& name) {
 std::string remark_on(const Parameter& parameter) {
     if (const Parameter* const also = parameter.also())
         return fmt::format("also writes {}", also->name);
-    if (std::holds_alternative<NumberSetter>(parameter.write->target))
-        return "channel and frequency change together";
-    if (std::holds_alternative<TextSetter>(parameter.write->target))
-        return "changes what depends on the country";
-    if (parameter.write->then == Then::reset_network)
-        return "resets the network";
-    return "";
-}
-
-// By the value that is sent, the one that is read back, where that is another.
-Json changed_values(const Number& number, std::uint32_t limit) {
-    Json changed = Json::object();
-    for (std::uint32_t value = 0; value <= limit; ++value) {
-        const int kept = number.kept(static_cast<int>(value));
-        if (kept != static_cast<int>(value))
-            changed[std::to_string(value)] = kept;
-    }
-    return changed;
+    return protocol::kEffects[static_cast<std::size_t>(parameter.write->effect)].meaning;
 }
 
 // What becomes of the numbers that are sent, where it is not what is read back.
 void put_storage(Json& object, const Parameter& parameter) {
-    const auto* const number = std::get_if<Number>(&parameter.write->target);
-    if (number == nullptr)
-        return;
-    if (!has_column(*number))
+    if (!protocol::is_stored(parameter.write->selector))
         object["stored"] = false;
-    if (Json changed = changed_values(*number, parameter.limit()); !changed.empty())
-        object["stored_as"] = std::move(changed);
+    for (const protocol::WireBias& each : protocol::kWireBiases) {
+        if (each.selector == parameter.write->selector)
+            object["database_offset"] = each.bias;
+    }
+    for (const protocol::StoredAs& each : protocol::kStoredAs) {
+        if (each.selector == parameter.write->selector)
+            object["stored_as"][std::to_string(each.value)] = each.stored;
+    }
 }
 
 }  // namespace
@@ -90,16 +73,26 @@ Json parameter_json(const std::string& name, const Item& item) {
     return object;
 }
 
+void put_meaning(Json& object, const char* unit, const char* meaning) {
+    if (*unit != '\0')
+        object["unit"] = unit;
+    if (*meaning != '\0')
+        object["meaning"] = meaning;
+}
+
 Json describe(const Parameter& parameter) {
-    Json object = {{"name", parameter.name}, {"sub_command", parameter.write->code}};
+    const protocol::Parameter& known = parameter.description();
+    Json object = {{"name", parameter.name},
+                   {"sub_command", parameter.write->code},
+                   {"kind", protocol::name_of(known.kind)}};
     if (parameter.is_text()) {
-        object["kind"] = "text";
         object["length"] = parameter.limit();
+        object["ends_in_nul"] = true;
     } else {
-        object["kind"] = "number";
         object["width"] = parameter.write->width;
         object["maximum"] = parameter.limit();
     }
+    put_meaning(object, known.unit, known.meaning);
     put_storage(object, parameter);
     object["block"] = parameter.block == 0 ? Json() : Json(parameter.block);
     object["position"] = parameter.field == nullptr ? Json() : Json(parameter.field->position);

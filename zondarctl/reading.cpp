@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 #include "master/parameters.h"
 #include "master/requests.h"
@@ -71,7 +70,8 @@ std::string plugin_line(std::string_view state, std::string_view said, const std
 
 std::string figures_of(const Items& items, double seconds) {
     std::string figures =
-        fmt::format("time={:.3f}s alarms={};;;0;6", seconds, active_alarms(items).size());
+        fmt::format("time={:.3f}s alarms={};;;0;{}", seconds, active_alarms(items).size(),
+                    std::ranges::count_if(items, is_alarm));
     for (const Item& item : items) {
         if (const auto* const number = std::get_if<std::int64_t>(&item.value))
             figures += fmt::format(" {}={}", item.name, *number);
@@ -134,7 +134,8 @@ Report get(const Options& options, const std::vector<std::string>& names) {
 
 Report list_parameters() {
     Report report{.data = {{"parameters", Json::array()}}};
-    report.line({"NAME", "SUB-COMMAND", "VALUE", "READ BACK", "REMARK"}, TextLine::Look::heading);
+    report.line({"NAME", "SUB-COMMAND", "VALUE", "READ BACK", "MEANING", "REMARK"},
+                TextLine::Look::heading);
     for (const Parameter& parameter : parameters()) {
         const Json entry = describe(parameter);
         report.data["parameters"].push_back(entry);
@@ -145,8 +146,10 @@ Report list_parameters() {
             parameter.block == 0
                 ? "nowhere"
                 : fmt::format("block {}, at {}", parameter.block, parameter.field->position);
+        const protocol::Parameter& known = parameter.description();
+        const std::string unit = *known.unit == '\0' ? "" : fmt::format(", {}", known.unit);
         report.line({parameter.name, std::to_string(parameter.write->code), value, place,
-                     entry.value("remark", "")});
+                     known.meaning + unit, entry.value("remark", "")});
     }
     return report;
 }
@@ -181,8 +184,9 @@ Report check(const Options& options, const std::vector<std::string>& warnings) {
     enum { ok, warning, critical, unknown };
     constexpr const char* kStates[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
     for (const std::string& alarm : warnings) {
-        const auto known = std::ranges::find(status_places(), alarm, &Place::name);
-        if (known == status_places().end() || !alarm.starts_with(kAlarm))
+        const auto places = protocol::fields(Layout::status);
+        const auto known = std::ranges::find(places, alarm, &protocol::Field::name);
+        if (known == places.end() || !alarm.starts_with(kAlarm))
             throw UsageError(fmt::format("no alarm {}", alarm));
     }
     Report report;

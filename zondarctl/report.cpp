@@ -25,15 +25,17 @@ struct StageRow {
     Status status;
 };
 
+// clang-format off
 constexpr StageRow kStages[] = {
-    {Stage::lock, "lock", kLocked},              //
-    {Stage::connect, "connect", kNoConnection},  //
-    {Stage::answer, "answer", kNoAnswer},        //
-    {Stage::code, "code", kWrongCode},           //
+    {Stage::lock, "lock", kLocked},
+    {Stage::connect, "connect", kNoConnection},
+    {Stage::answer, "answer", kNoAnswer},
+    {Stage::code, "code", kWrongCode},
     {Stage::sequence, "sequence", kWrongSequence},
     {Stage::command, "command", kOtherCommand},
     {Stage::refused, "refused", kRefusedOrDifferent},
 };
+// clang-format on
 
 // The first character of a text in UTF-8.
 struct Character {

@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <ctime>
 

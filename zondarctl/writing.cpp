@@ -11,7 +11,7 @@
 
 #include "master/parameters.h"
 #include "master/requests.h"
-#include "processor/countries.h"
+#include "protocol/countries.h"
 #include "zondarctl/commands.h"
 #include "zondarctl/parameter_report.h"
 #include "zondarctl/words.h"
@@ -90,18 +90,16 @@ bool is_now(const std::string& found, const std::string& wanted) {
 }
 
 struct Clock {
-    const char* name;                  // of its item
+    const char* name;                  // of its item, and of the action that sets it
     std::vector<const char*> formats;  // that are understood, the wire's first
-    Request (*request)(std::string_view text);
     bool (*matches)(const std::string& found, const std::string& wanted);
 };
 
-const Clock kTime = {"time", {"%H.%M", "%H:%M"}, time_request, is_now};
+const Clock kTime = {"time", {"%H.%M", "%H:%M"}, is_now};
 const Clock kDate = {
-    "date",
-    {"%d.%m.%Y", "%Y-%m-%d"},
-    date_request,
-    [](const std::string& found, const std::string& wanted) { return found == wanted; }};
+    "date", {"%d.%m.%Y", "%Y-%m-%d"}, [](const std::string& found, const std::string& wanted) {
+        return found == wanted;
+    }};
 
 // As the wire has it; "now" is this machine's clock.
 std::string wire_text(const Clock& clock, const std::string& text) {
@@ -130,12 +128,13 @@ std::string wire_text(const Clock& clock, const std::string& text) {
 
 Report clock_command(const Options& options, const Clock& clock_part, const std::string& text) {
     const std::string wanted = text.empty() ? "" : wire_text(clock_part, text);
+    const Request request = action_request(clock_part.name, {{clock_part.name, wanted}});
     Report report;
     if (!wanted.empty())
-        confirm(options, clock_part.request(wanted));
+        confirm(options, request);
     Session session(options.settings);
     if (!wanted.empty())
-        session.ask(clock_part.request(wanted));
+        session.ask(request);
     const Items items = clock(session);
     report.data = to_json(items);
     for (const Item& item : items) {
@@ -152,16 +151,16 @@ Report clock_command(const Options& options, const Clock& clock_part, const std:
 
 // Only to one that the module has defaults for, or else to `any`.
 Report change_country_to(const Options& options, const std::string& name, bool any) {
-    if (*find_country(name).name == '\0' && !any) {
+    if (*protocol::find_country(name).name == '\0' && !any) {
         std::string known;
-        for (const Country& each : countries())
+        for (const protocol::Country& each : protocol::countries())
             known += fmt::format("{}{}", known.empty() ? "" : ", ", each.name);
         throw UsageError(
             fmt::format("the module has no defaults for '{}', only for {}; with --any "
                         "it is sent all the same, and clears them",
                         name, known));
     }
-    const Parameter& parameter = known_parameter("ConfiguracionGen.Country");
+    const Parameter& parameter = known_parameter(name_of(protocol::Selector::CGS_COUNTRY, 0));
     return store(options, parameter, parsed_value(parameter, name));
 }
 
@@ -169,7 +168,7 @@ Report change_country_to(const Options& options, const std::string& name, bool a
 
 Report set(const Options& options, const std::string& name, const std::string& value) {
     const Parameter& parameter = known_parameter(name);
-    if (std::holds_alternative<TextSetter>(parameter.write->target))
+    if (parameter.write->effect == protocol::Effect::changes_country)
         return change_country_to(options, value, false);
     return store(options, parameter, parsed_value(parameter, value));
 }
@@ -177,13 +176,13 @@ Report set(const Options& options, const std::string& name, const std::string& v
 Report country(const Options& options, const std::string& name, bool any) {
     if (!name.empty())
         return change_country_to(options, name, any);
-    const Parameter& parameter = known_parameter("ConfiguracionGen.Country");
+    const Parameter& parameter = known_parameter(name_of(protocol::Selector::CGS_COUNTRY, 0));
     Session session(options.settings);
     const Value stored = value_in(parameter, session.ask(block_request(parameter.block)));
     Report report;
     put_item(report.data, "country", item_of(parameter, stored));
     report.data["known"] = Json::array();
-    for (const Country& known : countries())
+    for (const protocol::Country& known : protocol::countries())
         report.data["known"].push_back(known.name);
     report.line({shown(item_of(parameter, stored))});
     return report;
@@ -198,7 +197,7 @@ Report set_date(const Options& options, const std::string& date) {
 }
 
 Report reset_factory(const Options& options) {
-    const Request request = factory_reset_request();
+    const Request request = action_request("reset-factory");
     confirm(options, request);
     Session session(options.settings);
     session.ask(request);

@@ -4,10 +4,13 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 
 #include "master/bytes.h"
+#include "protocol/description.h"
 #include "zondarctl/commands.h"
 #include "zondarctl/trace_option.h"
 
@@ -36,7 +39,7 @@ struct Words {
     bool any = false;
     unsigned sequence = 0;
     WatchOptions watch = {};
-    SlaveArguments slave = {};
+    std::map<std::string, std::string> slave = {};  // by the names of the fields
 };
 
 // Told by the help of the option, not by its type.
@@ -207,15 +210,30 @@ class CommandLine {
     void add_slaves() {
         CLI::App* const slave = app_.add_subcommand("slave", "what slave modules ask and tell");
         slave->require_subcommand(1);
-        for (const SlaveCommand& row : slave_commands()) {
-            CLI::App* const command = add(*slave, row.name, row.help, [this, &row] {
-                return run_slave_command(it_.options, row, words_.slave);
-            });
-            for (const auto& [name, member] : row.arguments)
-                command->add_option(name, words_.slave.*member)->required();
-            for (const auto& [name, member] : row.options)
-                command->add_option(name, words_.slave.*member)->type_name("TEXT");
+        for (const protocol::Subcommand& action : protocol::kSubcommands) {
+            std::string name = action.name;
+            if (!name.starts_with(kSlave))
+                continue;
+            name.erase(0, kSlave.size());
+            CLI::App* const command = add(
+                *slave, name, fmt::format("{} ({})", action.meaning, action.code),
+                [this, &action] { return run_slave_command(it_.options, action, words_.slave); });
+            for (const protocol::Field& field : protocol::fields(action.request)) {
+                if (has_item(field))
+                    add_field(*command, field);
+            }
         }
+    }
+
+    void add_field(CLI::App& command, const protocol::Field& field) {
+        std::string name = field.name;
+        std::string& word = words_.slave[name];
+        if (is_optional(field)) {
+            command.add_option("--" + name, word, field.meaning)->type_name("TEXT");
+            return;
+        }
+        std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::toupper(c); });
+        command.add_option(name, word, field.meaning)->required();
     }
 
     void add_offline() {

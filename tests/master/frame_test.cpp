@@ -269,36 +269,36 @@ TEST(ReadFrame, TakesTheLongestFrame) {
 constexpr char kMac[] = "0a1b2c3d4e5f";
 
 TEST(KnownRequest, HasTheFrameOfTheProtocol) {
-    const Slave slave = {.mac = kMac,
-                         .hostname = "encoder-1",
-                         .serial = "SL2024000077",
-                         .model = "RE100",
-                         .ip = "169.254.34.50",
-                         .version = {1, 2, 3}};
+    const Items slave = {{"mac", kMac},      {"hostname", "encoder-1"}, {"serial", "SL2024000077"},
+                         {"model", "RE100"}, {"ip", "169.254.34.50"},   {"software", "1.2.3"}};
     const struct {
         Request request;
         const char* frame;
     } kCases[] = {
         {identification_request(), "A5 04 00 00 00 00 FC"},
         {status_request(), "A5 00 00 00 00 00 00"},
-        {time_request("09.05"), "A5 03 00 00 00 06 48 30 39 2E 30 35 B3"},
-        {date_request("03.02.2024"), "A5 03 00 00 00 0B 49 30 33 2E 30 32 2E 32 30 32 34 C0"},
-        {factory_reset_request(), "A5 03 00 00 00 02 50 00 AB"},
-        {pending_state_request(kMac, 1),
+        {action_request("time", {{"time", "09.05"}}), "A5 03 00 00 00 06 48 30 39 2E 30 35 B3"},
+        {action_request("date", {{"date", "03.02.2024"}}),
+         "A5 03 00 00 00 0B 49 30 33 2E 30 32 2E 32 30 32 34 C0"},
+        {action_request("reset-factory"), "A5 03 00 00 00 02 50 00 AB"},
+        {action_request("slave pending", {{"mac", kMac}, {"channel", std::int64_t{1}}}),
          "A5 03 00 00 00 0F 69 30 61 31 62 32 63 33 64 34 65 35 66 00 01 00"},
-        {encoder_request(kMac, 1),
+        {action_request("slave encoder", {{"mac", kMac}, {"channel", std::int64_t{1}}}),
          "A5 03 00 00 00 0F 6A 30 61 31 62 32 63 33 64 34 65 35 66 00 01 FF"},
-        {clear_pending_request(1), "A5 03 00 00 00 02 6B 01 8F"},
-        {confirm_pending_request(1), "A5 03 00 00 00 02 6C 01 8E"},
-        {encoder_status_request(kMac, "00000001"),
+        {action_request("slave clear", {{"channel", std::int64_t{1}}}),
+         "A5 03 00 00 00 02 6B 01 8F"},
+        {action_request("slave confirm", {{"channel", std::int64_t{1}}}),
+         "A5 03 00 00 00 02 6C 01 8E"},
+        {action_request("slave report", {{"mac", kMac}, {"status", "00000001"}}),
          "A5 03 00 00 00 17 6D 30 61 31 62 32 63 33 64 34 65 35 66 00 30 30 30 30 30 30 30 31 00 "
          "74"},
-        {registration_request(slave),
+        {action_request("slave register", slave),
          "A5 03 00 00 00 4A 6E 30 61 31 62 32 63 33 64 34 65 35 66 00 65 6E 63 6F 64 65 72 2D 31 "
          "00 00 00 00 00 00 00 00 00 53 4C 32 30 32 34 30 30 30 30 37 37 00 52 45 31 30 30 00 00 "
          "00 00 00 31 36 39 2E 32 35 34 2E 33 34 2E 35 30 00 00 00 01 02 03 2F"},
-        {upgrade_request(kMac), "A5 03 00 00 00 0E 6F 30 61 31 62 32 63 33 64 34 65 35 66 00 FC"},
-        {slave_state_request(kMac, 2),
+        {action_request("slave upgrade", {{"mac", kMac}}),
+         "A5 03 00 00 00 0E 6F 30 61 31 62 32 63 33 64 34 65 35 66 00 FC"},
+        {action_request("slave state", {{"mac", kMac}, {"state", std::int64_t{2}}}),
          "A5 03 00 00 00 0F 70 30 61 31 62 32 63 33 64 34 65 35 66 00 02 F8"},
     };
     for (const auto& each : kCases)
@@ -307,13 +307,10 @@ TEST(KnownRequest, HasTheFrameOfTheProtocol) {
 
 TEST(KnownRequest, CutsTheTextsOfASlaveToWhatTheModuleStores) {
     const std::string longest(40, 'x');
-    const Bytes info = registration_request({.mac = longest,
-                                             .hostname = longest,
-                                             .serial = longest,
-                                             .model = longest,
-                                             .ip = longest,
-                                             .version = {}})
-                           .info;
+    Items items;
+    for (const char* const name : {"mac", "hostname", "serial", "model", "ip"})
+        items.push_back({name, longest});
+    const Bytes info = action_request("slave register", items).info;
     const Bytes nul = {0};
     EXPECT_EQ(to_hex(info), to_hex(joined({{110},
                                            Bytes(12, 'x'),
@@ -336,7 +333,7 @@ std::vector<std::size_t> answer_lengths(const Request& request, std::uint8_t fir
         Bytes info(length);
         if (length > 0)
             info[0] = first;
-        if (request.answered_by(request, info))
+        if (answers(request, info))
             lengths.push_back(length);
     }
     return lengths;
@@ -352,17 +349,26 @@ TEST(KnownRequest, IsAnsweredByAnInfoOfItsLengthAndSubCommand) {
     } kCases[] = {
         {identification_request(), true, {48}, false},
         {status_request(), true, {28}, false},
-        {time_request("09.05"), false, {0}, false},
-        {date_request("03.02.2024"), false, {0}, false},
-        {factory_reset_request(), false, {0}, false},
-        {pending_state_request(kMac, 1), false, {3}, true},
-        {encoder_request(kMac, 1), false, {28}, true},
-        {clear_pending_request(1), false, {0}, false},
-        {confirm_pending_request(1), false, {0}, false},
-        {encoder_status_request(kMac, "1"), false, {2}, true},
-        {registration_request({}), false, {75}, true},
-        {upgrade_request(kMac), false, {14, 15}, true},
-        {slave_state_request(kMac, 2), false, {0}, false},
+        {action_request("time", {{"time", "09.05"}}), false, {0}, false},
+        {action_request("date", {{"date", "03.02.2024"}}), false, {0}, false},
+        {action_request("reset-factory"), false, {0}, false},
+        {action_request("slave pending", {{"mac", kMac}, {"channel", std::int64_t{1}}}),
+         false,
+         {3},
+         true},
+        {action_request("slave encoder", {{"mac", kMac}, {"channel", std::int64_t{1}}}),
+         false,
+         {28},
+         true},
+        {action_request("slave clear", {{"channel", std::int64_t{1}}}), false, {0}, false},
+        {action_request("slave confirm", {{"channel", std::int64_t{1}}}), false, {0}, false},
+        {action_request("slave report", {{"mac", kMac}, {"status", "1"}}), false, {2}, true},
+        {action_request("slave register"), false, {75}, true},
+        {action_request("slave upgrade", {{"mac", kMac}}), false, {14, 15}, true},
+        {action_request("slave state", {{"mac", kMac}, {"state", std::int64_t{2}}}),
+         false,
+         {0},
+         false},
     };
     for (const auto& each : kCases) {
         const std::uint8_t code = each.request.info.empty() ? 0 : each.request.info[0];

@@ -331,8 +331,12 @@ TEST(Session, TakesNoAnswerToAnotherBlockOrSubcommand) {
     EXPECT_EQ(outcome(block_request(2), {.retries = 0}), "command: an answer to another request");
     EXPECT_EQ(short_block.requests(), 1U);
     FakeModule slave({{frame(3, "69 01 00")}});
-    EXPECT_EQ(outcome(pending_state_request(kMac, 1)), "3 bytes");
-    EXPECT_EQ(outcome(encoder_request(kMac, 1)), "command: an answer to another request");
+    EXPECT_EQ(
+        outcome(action_request("slave pending", {{"mac", kMac}, {"channel", std::int64_t{1}}})),
+        "3 bytes");
+    EXPECT_EQ(
+        outcome(action_request("slave encoder", {{"mac", kMac}, {"channel", std::int64_t{1}}})),
+        "command: an answer to another request");
     EXPECT_EQ(slave.requests(), 2U);
 }
 
@@ -342,7 +346,8 @@ TEST(Session, SaysWhenTheModuleRefuses) {
         Request request;
     } kCases[] = {
         {"a write", write_brightness(52)},
-        {"one whose answer has data", pending_state_request("0a1b2c3d4e5f", 1)},
+        {"one whose answer has data",
+         action_request("slave pending", {{"mac", "0a1b2c3d4e5f"}, {"channel", std::int64_t{1}}})},
         {"what reads is not repeated either", {.command = 3, .info = {2}, .reads = true}},
     };
     for (const auto& each : kCases) {
@@ -468,8 +473,8 @@ TEST(Session, RemembersARequestWhoseAnswerCouldNotBeCollected) {
 }
 
 TEST(Session, ReachesItsTargetByNameAndPort) {
-    EXPECT_EQ(name_of({}), "127.0.0.1:8001");
-    EXPECT_EQ(name_of({.host = "cabecera", .port = 7}), "cabecera:7");
+    EXPECT_EQ(name_of(Target{}), "127.0.0.1:8001");
+    EXPECT_EQ(name_of(Target{.host = "cabecera", .port = 7}), "cabecera:7");
     FakeModule module({{kIdentification}});
     EXPECT_EQ(outcome(identification_request(), {.target = {.host = "localhost"}}), kIdentified);
     EXPECT_EQ(outcome(identification_request(), {.target = {.port = 8002}}),

@@ -105,13 +105,4 @@ TEST(Writable, FindsColumnsWithoutASetterOfTheirKind) {
     EXPECT_FALSE(writable<TextColumn<Record>>({{0, EstadoPendienteRE}}));
 }
 
-TEST(ColumnName, IsNullWhereTheSelectorStandsForNoColumn) {
-    const ColumnName none_of_the_network = column_name(static_cast<e_Red>(1));
-    EXPECT_STREQ(none_of_the_network.table, "Red");
-    EXPECT_EQ(none_of_the_network.column, nullptr);
-    const ColumnName none_of_the_services = column_name(static_cast<e_str_ServiciosSalida>(3));
-    EXPECT_STREQ(none_of_the_services.table, "ServiciosSalida");
-    EXPECT_EQ(none_of_the_services.column, nullptr);
-}
-
 }  // namespace

@@ -191,7 +191,8 @@ TEST_F(BoardClock, IsWrittenWithoutANulIntoItsBytesAlone) {
         show(shown.zone, shown.now);
         const Bytes text = text_bytes(shown.text);
         Bytes clock = marked();
-        EXPECT_EQ(get_clock(clock.data()), 0);
+        EXPECT_EQ(get_clock_time(clock.data()), 0);
+        EXPECT_EQ(get_clock_date(clock.data() + 5), 0);
         EXPECT_EQ(to_hex(clock), to_hex(marked({text.begin(), text.end()})));
     }
 }

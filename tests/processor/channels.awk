@@ -1,7 +1,5 @@
 # The channels of the RF output and their frequencies, computed without the daemon's code, for
-# tests/processor/subcommands_test.cpp:
-#
-#   awk -f tests/processor/channels.awk > tests/processor/channels.golden
+# tests/processor/subcommands_test.cpp, which reads what this prints.
 #
 # A section holds for each of the countries that it names, as they stand in the database.
 #   channel 21 -> 474000      the centre, in kHz, that is stored with a channel

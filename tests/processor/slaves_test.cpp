@@ -537,6 +537,7 @@ struct Slave {
     std::string row;  // without its key and its numbers
 };
 
+// clang-format off
 const Slave kSlaves[] = {
     {.name = "ordinary",
      .sent = {"0a1b2c3d4e5f", "esclavo-1", "SN0001", "ZND1", "169.254.34.22", {1, 2, 3}},
@@ -623,7 +624,7 @@ TEST_F(Slaves, RegisterColumnByColumnInAFixedOrder) {
     };
     EXPECT_THAT(trace.take(),
                 ElementsAre("SELECT * FROM EsclavosModulo ",  // the look-up
-                            row, update("MAC = '0a1b'"),      //
+                            row, update("MAC = '0a1b'"),
                             row, update("Hostname = 'esclavo-1'"), row, update("Serial = 'SN0001'"),
                             row, update("Modelo = 'ZND1'"), row, update("IP = '169.254.34.22'"),
                             row, update("SWVersion = '1.2.3'"), row, update("Estado = '1'"), row,
@@ -714,6 +715,7 @@ TEST_F(Slaves, AreToldNothingOfWritesThatTheDatabaseRefuses) {
     printed_by([&] {
         told = answer(registration({"aa", "uno", "S1", "M1", "169.254.0.1", {1, 0, 1}}));
     });
+    // clang-format on
     EXPECT_EQ(told, kRegistered);
     EXPECT_THAT(slave_rows(), ElementsAre("1|-|-|-|-|-|-|5|6|7|8"));
     EXPECT_THAT(log_.take(), ElementsAre(kCommandLine));

@@ -38,21 +38,21 @@ using testing::IsEmpty;
 const std::size_t kLength = document::length("Status");
 
 // Positions of the answer.
-std::size_t position_of(const std::string& content) {
-    return document::place("Status", content).position;
+std::size_t position_of(const std::string& name) {
+    return document::place("Status", name).position;
 }
-const std::size_t kSync = position_of("input synchronisation");
-const std::size_t kAlarms = position_of("alarms");
-const std::size_t kOutput = position_of("output synchronised");
-const std::size_t kTv = position_of("TV system: bits 0 to 7");
-const std::size_t kOtherTv = position_of("TV system: bits 16 to 23");
-const std::size_t kHdmi = position_of("HDMI: bits 16 to 23");
-const std::size_t kHdsdi = position_of("HD-SDI: bits 16 to 23");
-const std::size_t kUpperHdmi = position_of("HDMI: bits 24 to 31");
-const std::size_t kUpperHdsdi = position_of("HD-SDI: bits 24 to 31");
-const std::size_t kLevel = position_of("null packet level");
-const std::size_t kBitrates = position_of("output bitrates");
-const std::size_t kIpStreams = kBitrates + 5;
+const std::size_t kSync = position_of("input_sync");
+const std::size_t kAlarms = position_of("alarma_hw");
+const std::size_t kOutput = position_of("output_sync");
+const std::size_t kTv = position_of("tv_system_1");
+const std::size_t kOtherTv = position_of("tv_system_2");
+const std::size_t kHdmi = position_of("hdmi_1");
+const std::size_t kHdsdi = position_of("hdsdi_1");
+const std::size_t kUpperHdmi = position_of("hdmi_2");
+const std::size_t kUpperHdsdi = position_of("hdsdi_2");
+const std::size_t kLevel = position_of("null_level");
+const std::size_t kBitrates = position_of("multiplex_1");
+const std::size_t kIpStreams = position_of("ip_total");
 const std::size_t kPlayer = position_of("player");
 
 constexpr char kNull[] = "NULL";
@@ -98,7 +98,7 @@ void make_quiet() {
 // Whole bytes of a quiet board: the two constants.
 Bytes answer_with(const std::vector<Part>& parts) {
     Bytes answer(kLength);
-    document::put({{"3 and 3", {3, 3}}}, "Status", answer);
+    document::put({{"3, the first", {3}}, {"3, the second", {3}}}, "Status", answer);
     for (const Part& part : parts) {
         const Bytes bytes = hex(part.bytes);
         std::copy(bytes.begin(), bytes.end(),
@@ -244,15 +244,17 @@ struct Bit {
     Part set;
 };
 
+// clang-format off
 const Bit kBits[] = {
-    {"alarma_hw", {kAlarms, "01"}},    //
-    {"alarma_in", {kAlarms, "02"}},    //
-    {"alarma_cod", {kAlarms, "04"}},   //
-    {"alarma_si", {kAlarms, "08"}},    //
-    {"alarma_mod", {kAlarms, "10"}},   //
-    {"alarma_ip", {kAlarms, "20"}},    //
-    {"estado_sync", {kOutput, "01"}},  //
+    {"alarma_hw", {kAlarms, "01"}},
+    {"alarma_in", {kAlarms, "02"}},
+    {"alarma_cod", {kAlarms, "04"}},
+    {"alarma_si", {kAlarms, "08"}},
+    {"alarma_mod", {kAlarms, "10"}},
+    {"alarma_ip", {kAlarms, "20"}},
+    {"estado_sync", {kOutput, "01"}},
 };
+// clang-format on
 
 struct BitText {
     const char* text;

@@ -16,6 +16,10 @@
 #include "tests/support/master.h"
 #include "tests/support/wait.h"
 
+std::string daemon_path() {
+    return ZONDAR_DAEMON;
+}
+
 namespace {
 
 constexpr char kOut[] = "/tmp/daemon.out";
@@ -38,7 +42,7 @@ std::vector<std::string> launcher_of_the_run() {
 std::vector<std::string> command(const Daemon::Setup& setup) {
     std::vector<std::string> words =
         setup.launcher.empty() ? launcher_of_the_run() : setup.launcher;
-    words.emplace_back(ZONDAR_DAEMON);
+    words.push_back(daemon_path());
     words.insert(words.end(), setup.options.begin(), setup.options.end());
     words.insert(words.end(), setup.paths.begin(), setup.paths.end());
     return words;

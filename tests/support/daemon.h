@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+// Of the daemon's program.
+std::string daemon_path();
+
 class Daemon {
   public:
     struct Setup {

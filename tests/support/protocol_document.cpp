@@ -55,46 +55,56 @@ std::vector<std::string> quoted(const std::string& cell) {
     return texts;
 }
 
-std::vector<Place> layout(const std::string& heading, bool of_one_channel) {
+namespace {
+
+// Of a row that begins with the position; `letter` is the channel or service that stands in it.
+Place place_of(const Row& row, std::size_t position, const std::string& letter = "",
+               const std::string& index = "") {
+    std::string name = row[2].empty() ? "" : quoted(row[2]).at(0);
+    if (const std::size_t at = name.find("." + letter + ".");
+        !letter.empty() && at != std::string::npos)
+        name.replace(at + 1, 1, index);
+    const std::size_t width = row[1] == "rest" ? 0 : std::stoul(row[1]);
+    return {position, width, name, row[3], row[4]};
+}
+
+}  // namespace
+
+std::vector<Place> layout(const std::string& heading, const std::string& channel) {
     std::vector<Place> places;
-    for (const Row& row : table("| Position | Width | Content |", heading)) {
+    for (const Row& row : table("| Position | Width | Name |", heading)) {
         const std::size_t plus = row[0].find(" + ");
         const std::size_t first = std::stoul(row[0]);
-        const std::size_t width = std::stoul(row[1]);
         if (plus == std::string::npos) {
-            places.push_back({first, width, row[2]});
+            places.push_back(place_of(row, first, channel.empty() ? "" : "c", channel));
             continue;
         }
         const std::size_t step = std::stoul(row[0].substr(plus + 3));
-        const std::string letter = std::string(".") + row[0].back() + ".";
-        for (const std::size_t index : {0U, 1U}) {
-            std::string content = row[2];
-            const std::size_t at = content.find(letter);
-            if (at != std::string::npos)
-                content.replace(at + 1, 1, std::to_string(index));
-            places.push_back({first + step * index, width, content});
-        }
+        const std::string letter(1, row[0].back());
+        for (const std::size_t index : {0U, 1U})
+            places.push_back(place_of(row, first + step * index, letter, std::to_string(index)));
     }
-    if (of_one_channel) {
-        for (Place& place : places) {
-            const std::size_t at = place.content.find(".c.");
-            if (at != std::string::npos)
-                place.content.replace(at + 1, 1, "1");
-        }
-    }
-    std::sort(places.begin(), places.end(),
-              [](const Place& a, const Place& b) { return a.position < b.position; });
+    std::ranges::stable_sort(places, {}, &Place::position);
     return places;
 }
 
-Place place(const std::string& heading, const std::string& content) {
-    std::vector<Place> found = layout(heading);
-    std::erase_if(found, [&content](const Place& each) {
-        return each.content.find(content) == std::string::npos;
-    });
-    if (found.size() != 1)
-        throw std::invalid_argument(heading + " has not one place of " + content);
-    return found[0];
+std::vector<Place> fields(const std::string& layout) {
+    std::vector<Place> places;
+    for (const Row& row : table("| Layout | Position |")) {
+        if (quoted(row[0]).at(0) == layout)
+            places.push_back(place_of({row.begin() + 1, row.end()}, std::stoul(row[1])));
+    }
+    return places;
+}
+
+Place place(const std::string& heading, const std::string& name) {
+    const std::vector<Place> all = layout(heading);
+    const auto is_it = [&name](const Place& each) {
+        return each.name == name || each.content == name;
+    };
+    if (std::ranges::count_if(all, is_it) != 1)
+        throw std::invalid_argument(heading + " has not one place of " + name);
+    return *std::ranges::find_if(all, is_it);
 }
 
 std::size_t length(const std::string& heading) {
@@ -104,9 +114,9 @@ std::size_t length(const std::string& heading) {
 
 void put(const std::vector<Part>& parts, const std::string& heading, Bytes& info) {
     for (const Part& part : parts) {
-        const Place to = place(heading, part.content);
-        if (part.bytes.size() != to.width)
-            throw std::invalid_argument(to_hex(part.bytes) + " is not as wide as " + part.content);
+        const Place to = place(heading, part.name);
+        if (part.bytes.size() < to.width)
+            throw std::invalid_argument(to_hex(part.bytes) + " is narrower than " + part.name);
         std::copy(part.bytes.begin(), part.bytes.end(), &info.at(to.position));
     }
 }

@@ -25,22 +25,27 @@ std::vector<std::string> quoted(const std::string& cell);
 struct Place {
     std::size_t position;
     std::size_t width;
+    std::string name;  // empty for what says nothing
+    std::string kind;  // and its unit
     std::string content;
 };
 
-// "2 + 10c" stands for positions 2 and 12, and its columns have the same letter for 0 and 1. Of one
-// channel the letter stands for 1.
-std::vector<Place> layout(const std::string& heading, bool of_one_channel = false);
+// "2 + 10c" stands for positions 2 and 12, and the names have 0 and 1 for the letter. A letter of a
+// layout for one channel becomes `channel`.
+std::vector<Place> layout(const std::string& heading, const std::string& channel = "");
 
-// The one of them whose content has this in it.
-Place place(const std::string& heading, const std::string& content);
+// The fields of a layout that has no section of its own.
+std::vector<Place> fields(const std::string& layout);
+
+// The one of this name, or of this content if it has none.
+Place place(const std::string& heading, const std::string& name);
 
 // Of the whole layout.
 std::size_t length(const std::string& heading);
 
-// Bytes for such a place.
+// Bytes from such a place on, at least for all of it.
 struct Part {
-    std::string content;
+    std::string name;
     Bytes bytes;
 };
 

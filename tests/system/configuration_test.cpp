@@ -40,7 +40,7 @@ const std::string kFrame2 = document::answer(frame(kRead, {2}));  // the clock l
 const std::string kNothing = to_hex(frame(kRead));
 
 // Time and date.
-const auto kClock = static_cast<std::ptrdiff_t>(document::place("Block 2", "local time").position);
+const auto kClock = static_cast<std::ptrdiff_t>(document::place("Block 2", "time").position);
 constexpr std::ptrdiff_t kClockWidth = 15;
 
 std::string local_text(std::time_t now) {
@@ -144,13 +144,11 @@ const Change kChanges[] = {
     {.sql = "UPDATE RFOut SET Frecuencia = 599500, Constelacion = 1",
      .block1 = {{"RFOut.Frecuencia", hex("09 25 CC")}, {"RFOut.Constelacion", {0}}}},
     {.sql = "UPDATE PIDsSalida SET Seleccionado = 2 WHERE Tipo = 2",
-     .block1 = {{"PIDsSalida.0.2", {0}}, {"PIDsSalida.1.2", {0}}}},
+     .block1 = {{"PIDsSalida.0.2.Seleccionado", {0}}, {"PIDsSalida.1.2.Seleccionado", {0}}}},
     {.sql = "UPDATE ServiciosSalida SET Nombre = 'A name of twenty ch.' WHERE IdServicio = 1",
-     .block1 = {{"ServiciosSalida.1.Nombre`", joined({text_bytes("A name of twen"), {0}})}}},
+     .block1 = {{"ServiciosSalida.1.Nombre", joined({text_bytes("A name of twen"), {0}})}}},
     {.sql = "UPDATE Red SET NID = 12345, TSID_Out = 5, ONID_Out = 6",
-     .block1 = {{"Red.NID", hex("30 39")},
-                {"0, for transport", {0, 0}},
-                {"0, for original", {0, 0}}}},
+     .block1 = {{"Red.NID", hex("30 39")}, {"Red.TSID_Out", {0, 0}}, {"Red.ONID_Out", {0, 0}}}},
     {.sql = "UPDATE IPOut SET Vlan_Id = 4095, SAP_Time = -1",
      .block2 = {{"IPOut.Vlan_Id", hex("0F FF")}, {"IPOut.SAP_Time", {0xFF}}}},
     // fifteen characters leave no room for a NUL

@@ -73,7 +73,7 @@ TEST_F(Identification, IsTheSameForEveryFormOfTheRequest) {
 TEST_F(Identification, WithoutMacHoldsZerosInItsPlace) {
     fs::remove("/quelt/script/MAC");
     const Daemon daemon({.options = {"-l", "16"}});
-    EXPECT_EQ(to_hex(exchange(kRequest)), answer_with({{"MAC address", Bytes(12)}}));
+    EXPECT_EQ(to_hex(exchange(kRequest)), answer_with({{"mac", Bytes(12)}}));
 }
 
 TEST_F(Identification, DoublesTheStartByteWithinTheAnswer) {

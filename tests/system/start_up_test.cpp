@@ -517,7 +517,7 @@ TEST_F(StartUp, ListensBeforeItLooksAtItsDevice) {
     EXPECT_EQ(write(pipe, "ABC\n", 4), 4);
     close(pipe);
     Bytes expected = info_of(hex(document::answer(frame(4))), 4);
-    document::put({{"type and model", text_bytes("ABC")}}, "Identification", expected);
+    document::put({{"model", text_bytes("ABC")}}, "Identification", expected);
     EXPECT_EQ(to_hex(collect_answer()), to_hex(frame(4, expected)));
 }
 

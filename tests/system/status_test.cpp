@@ -105,39 +105,38 @@ const Change kChanges[] = {
     {"null-packet figures",
      kTempDb,
      "UPDATE Bitrate_Nulos SET Nivel='300', Total='10000'",
-     {{"null packet level", {0x2C}}, {"output bitrates", hex("A0 88 B2 00 08 00 00 00 00 00 00")}}},
+     {{"null_level", {0x2C}}, {"multiplex_1", hex("A0 88 B2 00 08 00 00 00 00 00 00")}}},
     // two streams, 2008 and 1A2C, and their sum
     {"output mode",
      kConfDb,
      "UPDATE ConfiguracionGen SET Modo_Salida=1",
-     {{"output bitrates", hex("00 00 00 00 00 3A 34 20 08 1A 2C")}}},
+     {{"multiplex_1", hex("00 00 00 00 00 3A 34 20 08 1A 2C")}}},
     // one stream
     {"input mode",
      kConfDb,
      "UPDATE ConfiguracionGen SET Modo_Entrada=10",
-     {{"output bitrates", hex("00 00 00 00 00 20 08 20 08 00 00")}}},
+     {{"multiplex_1", hex("00 00 00 00 00 20 08 20 08 00 00")}}},
     // 2008 + 6000, which is 1770 hexadecimal
     {"player",
      kTempDb,
      "UPDATE alarmasEstado SET valor='1' WHERE nombre='estado_player'",
-     {{"output bitrates", hex("00 00 00 00 00 37 78 20 08 17 70")}, {"player", {1}}}},
+     {{"multiplex_1", hex("00 00 00 00 00 37 78 20 08 17 70")}, {"player", {1}}}},
     // nine characters count as 0
     {"too long a value",
      kTempDb,
      "UPDATE alarmasEstado SET valor='012100000' WHERE nombre='estado_entradaAV_hdmi'",
-     {{"bits 16 to 23 of `estado_entradaAV_hdmi`", {0}},
-      {"bits 24 to 31 of `estado_entradaAV_hdmi`", {0}}}},
+     {{"hdmi_1", {0}}, {"hdmi_2", {0}}}},
     // start bytes, of which each is doubled; the length stays
     {"start bytes",
      kTempDb,
      "UPDATE alarmasEstado SET valor='A5A500A5' WHERE nombre LIKE 'estado_entradaAV_%'",
-     {{"estado_entradaAV_sync", {3}},
-      {"bits 0 to 7 of `estado_entradaAV_sistemaTV_12`", {0xA5}},
-      {"bits 16 to 23 of `estado_entradaAV_sistemaTV_12`", {0xA5}},
-      {"bits 16 to 23 of `estado_entradaAV_hdmi`", {0xA5}},
-      {"bits 16 to 23 of `estado_entradaAV_hdsdi`", {0xA5}},
-      {"bits 24 to 31 of `estado_entradaAV_hdmi`", {0xA5}},
-      {"bits 24 to 31 of `estado_entradaAV_hdsdi`", {0xA5}}}},
+     {{"input_sync", {3}},
+      {"tv_system_1", {0xA5}},
+      {"tv_system_2", {0xA5}},
+      {"hdmi_1", {0xA5}},
+      {"hdsdi_1", {0xA5}},
+      {"hdmi_2", {0xA5}},
+      {"hdsdi_2", {0xA5}}}},
 };
 
 TEST_F(Status, HoldsWhatAnotherProcessHasJustWritten) {
@@ -158,7 +157,7 @@ TEST_F(Status, HoldsWhatAnotherProcessHasJustWritten) {
 // The board sends one IP stream, whose layout is not the one without a configuration.
 constexpr char kOneStreamSql[] = "UPDATE ConfiguracionGen SET Modo_Salida=1, Modo_Entrada=10";
 const std::string kOneStream =
-    answer_with({{"output bitrates", hex("00 00 00 00 00 20 08 20 08 00 00")}});
+    answer_with({{"multiplex_1", hex("00 00 00 00 00 20 08 20 08 00 00")}});
 
 // How often the main thread of a process has gone to wait for something.
 long waits_of(pid_t process) {
@@ -299,12 +298,13 @@ struct Unreadable {
 constexpr char kStateTables[] = "alarmasEstado|Bitrate_Nulos";
 constexpr char kAllTables[] = "alarmasEstado|Bitrate_Nulos|ConfiguracionGen";
 
-const document::Part kConstants = {"3 and 3", {3, 3}};
-const std::string kNothing = answer_with({kConstants}, Bytes(kSampleInfo.size()));
+const document::Part kFirst = {"3, the first", {3}};
+const document::Part kSecond = {"3, the second", {3}};
+const std::string kNothing = answer_with({kFirst, kSecond}, Bytes(kSampleInfo.size()));
 const std::string kNoStates =
-    answer_with({kConstants, {"null packet level", {0x85}}}, Bytes(kSampleInfo.size()));
-const std::string kNoLevel = answer_with(
-    {{"null packet level", {0}}, {"output bitrates", hex("00 00 00 00 00 20 08 20 08 00 00")}});
+    answer_with({kFirst, kSecond, {"null_level", {0x85}}}, Bytes(kSampleInfo.size()));
+const std::string kNoLevel =
+    answer_with({{"null_level", {0}}, {"multiplex_1", hex("00 00 00 00 00 20 08 20 08 00 00")}});
 
 // The board sends one IP stream; without a configuration it counts as a multiplex of two, which
 // the sample board is.
@@ -462,10 +462,10 @@ TEST_F(Status, LooksForThePlayersFileAtEachRequest) {
     run_elsewhere(kConfDb, kOneStreamSql);
     run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor='1' WHERE nombre='estado_player'");
     // 2008 + 6000, 2008 and 6000, which is 1770 hexadecimal; then 10000, which is 2710
-    const std::string without = answer_with(
-        {{"output bitrates", hex("00 00 00 00 00 37 78 20 08 17 70")}, {"player", {1}}});
-    const std::string with = answer_with(
-        {{"output bitrates", hex("00 00 00 00 00 47 18 20 08 27 10")}, {"player", {1}}});
+    const std::string without =
+        answer_with({{"multiplex_1", hex("00 00 00 00 00 37 78 20 08 17 70")}, {"player", {1}}});
+    const std::string with =
+        answer_with({{"multiplex_1", hex("00 00 00 00 00 47 18 20 08 27 10")}, {"player", {1}}});
     const Daemon daemon;
     EXPECT_EQ(status(), without);
     write_file("/tmp/to_play/video-final_HD.ts", "video");
@@ -520,7 +520,7 @@ TEST_F(Status, HoldsOldOrNewValuesWhileOthersWrite) {
     const Writer conf(kConfDb, "UPDATE ConfiguracionGen SET Modo_Salida = 1 - Modo_Salida");
     // Alarms 02 or 03, and a multiplex or two streams.
     const document::Part alarms = {"alarma_hw", {3}};
-    const document::Part streams = {"output bitrates", hex("00 00 00 00 00 3A 34 20 08 1A 2C")};
+    const document::Part streams = {"multiplex_1", hex("00 00 00 00 00 3A 34 20 08 1A 2C")};
     const auto one_of_four = AnyOf(kSampleBoard, answer_with({alarms}), answer_with({streams}),
                                    answer_with({alarms, streams}));
     const Daemon daemon;

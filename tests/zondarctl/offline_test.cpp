@@ -4,8 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
-#include <map>
+#include <regex>
 #include <utility>
 
 #include "tests/support/bytes.h"
@@ -25,260 +24,158 @@ using testing::HasSubstr;
 
 using Words = std::vector<std::string>;
 
-// docs/protocol.md, which says it in other words.
-
-struct Documented {
-    int code = 0;
-    std::string name = {};   // of the parameter; empty for a sub-command that stores none
-    std::string log = {};    // name
-    std::string value = {};  // "2 bytes", "text 14"
-    std::string example = {};
-};
-
-// Where the first column that the document names is not the parameter: there it is stored besides.
-const std::map<int, std::string> kOtherNames = {{20, "RFOut.Frecuencia"},
-                                                {40, "Red.TSID_Out"},
-                                                {41, "Red.ONID_Out"},
-                                                {71, "ConfiguracionGen.Country"}};
-
-bool stores_parameter(const std::string& value) {
-    return value.starts_with("text ") || value.ends_with(" byte") || value.ends_with(" bytes");
-}
-
-std::vector<Documented> documented_subcommands() {
-    std::vector<Documented> all;
-    for (const document::Row& row : document::table("| Code | Name in the log")) {
-        Documented entry{.code = std::stoi(row[0]), .value = row[2]};
-        if (row[1] != "none")
-            entry.log = document::quoted(row[1]).at(0);
-        if (kOtherNames.contains(entry.code))
-            entry.name = kOtherNames.at(entry.code);
-        else if (stores_parameter(entry.value))
-            entry.name = document::quoted(row[3]).at(0);
-        entry.example = document::quoted(row[5]).at(0);
-        all.push_back(entry);
-    }
-    return all;
-}
-
-// The name of what stands at a place of a configuration block.
-std::string name_at(const document::Place& place) {
-    if (place.content.starts_with("`"))
-        return document::quoted(place.content)[0];
-    const std::map<std::string, std::string> kNames = {
-        {"1", "block"},
-        {"2", "block"},
-        {"0, for transport stream identifier", "Red.TSID_Out"},
-        {"0, for original network identifier", "Red.ONID_Out"},
-        {"local time now, `HH.MM`", "time"},
-        {"local date now, `DD.MM.YYYY`", "date"}};
-    return kNames.at(place.content);
-}
-
-// "EntradaAV.0.Brillo: block 1, at 2".
-Words documented_places() {
-    Words all;
-    for (const std::string block : {"1", "2"}) {
-        for (const document::Place& place : document::layout("Block " + block))
-            all.push_back(name_at(place) + ": block " + block + ", at " +
-                          std::to_string(place.position));
-    }
-    return all;
-}
-
-TEST(List, ShowsPeopleEveryParameter) {
-    const ProgramRun run = run_zondarctl({"list"});
-    EXPECT_EQ(run.out, read_file(ZONDAR_SOURCE_DIR "/tests/zondarctl/list.golden"));
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.status, 0);
-}
-
-// What people read in a line of the list.
-std::string as_read(const Json& parameter) {
-    std::string text = parameter["name"].get<std::string>() + "|" + parameter["sub_command"].dump();
-    if (parameter["kind"] == "text")
-        text += "|text, " + parameter["length"].dump() + " bytes";
-    else
-        text += "|0 to " + parameter["maximum"].dump();
-    if (parameter["block"].is_null())
-        text += "|nowhere";
-    else
-        text += "|block " + parameter["block"].dump() + ", at " + parameter["position"].dump();
-    if (parameter.contains("remark"))
-        text += "|" + parameter["remark"].get<std::string>();
-    return text;
-}
-
-TEST(List, ShowsScriptsTheSame) {
-    const Json answer = json_of({"list"});
-    EXPECT_EQ(answer["target"], nullptr);
-    Words golden = lines_of(read_file(ZONDAR_SOURCE_DIR "/tests/zondarctl/list.golden"));
-    golden.erase(golden.begin());
-    for (std::string& line : golden) {
-        while (line.find("   ") != std::string::npos)
-            line.replace(line.find("   "), 3, "  ");
-        while (line.find("  ") != std::string::npos)
-            line.replace(line.find("  "), 2, "|");
-    }
-    Words read;
-    for (const Json& parameter : answer["data"]["parameters"])
-        read.push_back(as_read(parameter));
-    EXPECT_THAT(read, ElementsAreArray(golden));
-}
-
-TEST(List, AgreesWithTheProtocolDocument) {
-    const Json answer = json_of({"list"});
-    Words listed;
-    Words shown;
-    for (const Json& parameter : answer["data"]["parameters"]) {
-        const std::string name = parameter["name"];
-        const int width = parameter.value("width", 0);
-        const std::string value = parameter["kind"] == "text"
-                                      ? "text " + parameter["length"].dump()
-                                      : std::to_string(width) + (width == 1 ? " byte" : " bytes");
-        listed.push_back(parameter["sub_command"].dump() + " " + name + " " + value);
-        if (width != 0) {
-            EXPECT_EQ(parameter["maximum"], (1 << 8 * width) - 1) << name;
-        }
-        if (!parameter["block"].is_null())
-            shown.push_back(name + ": block " + parameter["block"].dump() + ", at " +
-                            parameter["position"].dump());
-    }
-    Words documented;
-    for (const Documented& each : documented_subcommands()) {
-        if (!each.name.empty())
-            documented.push_back(std::to_string(each.code) + " " + each.name + " " + each.value);
-    }
-    EXPECT_THAT(listed, ElementsAreArray(documented));
-
-    Words places = documented_places();
-    std::erase_if(places, [](const std::string& place) {
-        return place.starts_with("block:") || place.starts_with("time:") ||
-               place.starts_with("date:");
-    });
-    EXPECT_THAT(shown, testing::UnorderedElementsAreArray(places));
-}
-
-// docs/commands.json.
-
 Json committed_catalogue() {
     return Json::parse(read_file(ZONDAR_SOURCE_DIR "/docs/commands.json"));
 }
 
+// The parameters of the catalogue, as the list has them.
+std::vector<Json> parameters_of(const Json& catalogue) {
+    std::vector<Json> all;
+    for (const Json& row : catalogue["sub_commands"]) {
+        if (row["kind"] != "action")
+            all.push_back(row);
+    }
+    return all;
+}
+
+TEST(List, ShowsPeopleAndScriptsEveryParameter) {
+    const ProgramRun run = run_zondarctl({"list"});
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.status, 0);
+    const Words lines = lines_of(run.out);
+    const Json answer = json_of({"list"});
+    EXPECT_EQ(answer["target"], nullptr);
+    const Json& listed = answer["data"]["parameters"];
+    const std::vector<Json> known = parameters_of(committed_catalogue());
+    ASSERT_EQ(listed.size(), known.size());
+    ASSERT_EQ(lines.size(), known.size() + 1);
+    for (std::size_t i = 0; i < known.size(); ++i) {
+        SCOPED_TRACE(known[i]["name"]);
+        for (const auto& [key, value] : listed[i].items()) {
+            if (key != "remark") {
+                EXPECT_EQ(value, known[i][key]) << key;
+            }
+        }
+        for (const char* const key : {"name", "sub_command", "meaning", "position"})
+            EXPECT_THAT(lines[i + 1],
+                        HasSubstr(known[i][key].is_string() ? known[i][key].get<std::string>()
+                                  : known[i][key].is_null() ? "nowhere"
+                                                            : known[i][key].dump()));
+    }
+}
+
+TEST(List, HasALineOfEachKind) {
+    Words lines = lines_of(run_zondarctl({"list"}).out);
+    for (std::string& line : lines)
+        line = std::regex_replace(line, std::regex(" {2,}"), "|");
+    for (
+        const char* const line :
+        {"NAME|SUB-COMMAND|VALUE|READ BACK|MEANING|REMARK",
+         "EntradaAV.0.Brillo|2|0 to 255|block 1, at 2|brightness",
+         "EntradaAV.1.Audio_Bitrate|17|0 to 255|block 1, at 20|audio bitrate|also writes "
+         "RFOut.Cofdm_Off",
+         "RFOut.Frecuencia|20|0 to 16777215|block 1, at 24|RF frequency, kHz|channel and frequency "
+         "change together, by the plan of the stored country",
+         "ServiciosSalida.1.Nombre|36|text, 14 bytes|block 1, at 60|name of the service",
+         "ConfiguracionGen.Lcd_Codbloqueo|76|text, 4 bytes|nowhere|lock code of the front panel"})
+        EXPECT_THAT(lines, testing::Contains(line));
+}
+
+// docs/commands.json.
+
 TEST(Catalogue, IsCurrent) {
     const ProgramRun run = run_program({ZONDAR_COMMANDS_JSON});
     EXPECT_TRUE(run.out == read_file(ZONDAR_SOURCE_DIR "/docs/commands.json"))
-        << "docs/commands.json is not what the tables say. Make it anew:\n"
+        << "docs/commands.json is not what the description says. Make it anew:\n"
         << "    build/release/zondarctl/commands_json > docs/commands.json";
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(run.status, 0);
 }
 
-// "name position width" of each.
-Words fields_of(const Json& fields) {
-    Words all;
-    for (const Json& field : fields)
-        all.push_back(field["name"].get<std::string>() + " " + field["position"].dump() + " " +
-                      field["width"].dump());
-    return all;
-}
+// Each list and each row of it in its form; no other keys, no value of another kind.
+TEST(Catalogue, HasTheFormThatItsSchemaTells) {
+    const std::string schema = ZONDAR_SOURCE_DIR "/docs/commands.schema.json";
+    const auto validated = [&](const std::string& document) {
+        return run_program({"/usr/bin/jsonschema", "-i", document, schema});
+    };
+    const ProgramRun run = validated(ZONDAR_SOURCE_DIR "/docs/commands.json");
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.status, 0);
 
-Words fields_of(const std::vector<document::Place>& places) {
-    Words all;
-    for (const document::Place& place : places)
-        all.push_back(name_at(place) + " " + std::to_string(place.position) + " " +
-                      std::to_string(place.width));
-    return all;
-}
-
-const Json& sub_command(const Json& catalogue, int code) {
-    const Json& all = catalogue["sub_commands"];
-    return *std::ranges::find_if(all,
-                                 [code](const Json& row) { return row["sub_command"] == code; });
-}
-
-TEST(Catalogue, LaysOutTheAnswersAsDocumented) {
-    const Json catalogue = committed_catalogue();
-    const Json& layouts = catalogue["layouts"];
-    EXPECT_THAT(fields_of(layouts["configuration_1"]["fields"]),
-                ElementsAreArray(fields_of(document::layout("Block 1"))));
-    EXPECT_THAT(fields_of(layouts["configuration_2"]["fields"]),
-                ElementsAreArray(fields_of(document::layout("Block 2"))));
-    std::vector<document::Place> encoder = document::layout("Slave modules");
-    encoder.erase(encoder.begin());  // the sub-command
-    encoder[0].content = "`channel`";
-    for (document::Place& place : encoder)
-        place.content.replace(1, place.content.starts_with("`EntradaAV.c.") ? 12 : 0, "");
-    EXPECT_THAT(fields_of(sub_command(catalogue, 106)["answer"]["fields"]),
-                ElementsAreArray(fields_of(encoder)));
-    std::map<std::string, int> lengths;
-    for (const auto& [name, layout] : layouts.items())
-        lengths[name] = layout["length"];
-    EXPECT_EQ(lengths, (std::map<std::string, int>{{"identification", 48},
-                                                   {"status", 28},
-                                                   {"configuration_1", 114},
-                                                   {"configuration_2", 185}}));
-}
-
-// Of the two whose contents the document tells in sentences: each field covers whole lines of it,
-// and the last line ends the answer.
-TEST(Catalogue, CutsNoDocumentedPlaceInTwo) {
-    const Json catalogue = committed_catalogue();
-    for (const auto& [name, heading] :
-         {std::pair("identification", "Identification"), std::pair("status", "Status")}) {
-        std::map<int, int> ends = {{23, 25}, {21, 23}, {19, 21}, {17, 18}, {18, 19}, {25, 27}};
-        for (const document::Place& place : document::layout(heading))
-            ends[static_cast<int>(place.position)] = static_cast<int>(place.position + place.width);
-        ends[16] = 17;  // the bitrates have a table of their own
-        for (const Json& field : catalogue["layouts"][name]["fields"]) {
-            int end = field["position"];
-            const int wanted = end + field["width"].get<int>();
-            while (end < wanted && ends.contains(end))
-                end = ends[end];
-            EXPECT_EQ(end, wanted) << field;
-        }
+    const std::pair<const char*, const char*> kSpoilings[] = {
+        {"/sub_commands/0/kind", "\"colour\""}, {"/sub_commands/0/sub_command", "256"},
+        {"/layouts/status/length", "-1"},       {"/layouts/status/fields/0/unit", "3"},
+        {"/countries/0/plan", "null"},          {"/plans/Europe/bands/0/step", "\"8 MHz\""},
+        {"/layouts/status/fields/0/bit", "3"},  {"/layouts/status/fields/1/kind", "\"number\""},
+        {"/sub_commands/0/width", "\"wide\""},  {"/layouts/slave/fields/1/ends_in_nul", "null"},
+        {"/commands/0/answers", "\"status\""},  {"/anything", "1"},
+    };
+    for (const auto& [place, value] : kSpoilings) {
+        SCOPED_TRACE(place);
+        Json spoilt = committed_catalogue();
+        spoilt[Json::json_pointer(place)] = Json::parse(value);
+        write_file("/tmp/spoilt.json", spoilt.dump());
+        EXPECT_EQ(validated("/tmp/spoilt.json").status, 1);
     }
 }
 
-TEST(Catalogue, HasEverySubCommandAsDocumented) {
+// What no name may be missing for: each layout, effect and kind that a row names is defined.
+TEST(Catalogue, DefinesWhatItNames) {
     const Json catalogue = committed_catalogue();
-    Words listed;
-    for (const Json& row : catalogue["sub_commands"])
-        listed.push_back(row["sub_command"].dump() + " " + row["log_name"].dump());
-    Words documented;
-    for (const Documented& each : documented_subcommands()) {
-        documented.push_back(std::to_string(each.code) + " " +
-                             (each.log.empty() ? "null" : "\"" + each.log + "\""));
-        const Json& row = sub_command(catalogue, each.code);
-        if (!each.name.empty()) {
-            EXPECT_EQ(row["name"], each.name);
-            continue;
+    const auto expect_layout = [&](const Json& name) {
+        EXPECT_TRUE(name.is_null() || catalogue["layouts"].contains(name.get<std::string>()))
+            << name;
+    };
+    for (const char* const list : {"commands", "sub_commands"}) {
+        for (const Json& row : catalogue[list]) {
+            SCOPED_TRACE(row);
+            if (row.contains("request"))
+                expect_layout(row["request"]);
+            for (const Json& answer : row.value("answers", Json::array()))
+                expect_layout(answer);
+            if (row.contains("effect")) {
+                EXPECT_TRUE(catalogue["effects"].contains(row["effect"].get<std::string>()));
+            }
+            if (row.contains("kind") && row["kind"] != "action") {
+                EXPECT_TRUE(catalogue["kinds"].contains(row["kind"].get<std::string>()));
+            }
         }
-        SCOPED_TRACE(each.code);
-        EXPECT_EQ(row["kind"], "action");
-        // The example's info is as long as the fields of the request.
-        const Json& last = row["request"].back();
-        const int end = last["position"].get<int>() + last["width"].get<int>();
-        EXPECT_EQ(end, hex(each.example).at(5));
     }
-    EXPECT_THAT(listed, ElementsAreArray(documented));
+    for (const Json& layout : catalogue["layouts"]) {
+        for (const Json& field : layout["fields"])
+            EXPECT_TRUE(catalogue["kinds"].contains(field["kind"].get<std::string>())) << field;
+    }
+    for (const Json& country : catalogue["countries"])
+        EXPECT_TRUE(catalogue["plans"].contains(country["plan"].get<std::string>())) << country;
+}
 
-    std::map<int, int> lengths;
+TEST(Catalogue, TellsWhatASubCommandChangesBesides) {
+    Words told;
+    const Json catalogue = committed_catalogue();
     for (const Json& row : catalogue["sub_commands"]) {
-        if (row["kind"] == "action")
-            lengths[row["sub_command"]] = row["answer"]["length"];
+        if (row["kind"] == "action" || !row.contains("effect"))
+            continue;
+        std::string line = row["sub_command"].dump() + " " + row["effect"].get<std::string>() + ":";
+        const Json also = row.value("also_writes", Json::object());
+        for (const auto& [name, when] : also.items())
+            line += " " + name + (when == "always" ? "" : " (" + when.get<std::string>() + ")");
+        told.push_back(line);
     }
-    EXPECT_EQ(lengths, (std::map<int, int>{{72, 0},
-                                           {73, 0},
-                                           {80, 0},
-                                           {105, 3},
-                                           {106, 28},
-                                           {107, 0},
-                                           {108, 0},
-                                           {109, 2},
-                                           {110, 75},
-                                           {111, 15},
-                                           {112, 0}}));
+    EXPECT_THAT(
+        told, ElementsAre(
+                  "17 next_too: RFOut.Cofdm_Off", "19 tunes: RFOut.Frecuencia",
+                  "20 tunes: RFOut.Canal_Salida", "27 masks_input: EntradaAV.0.Remux_Av",
+                  "28 masks_input: EntradaAV.0.Remux_Av", "32 masks_input: EntradaAV.1.Remux_Av",
+                  "33 masks_input: EntradaAV.1.Remux_Av",
+                  "68 resets_network:", "69 resets_network:", "70 resets_network:",
+                  "71 changes_country: ConfiguracionGen.Language ConfiguracionGen.Subtimezone "
+                  "ConfiguracionGen.Idtimezone ConfiguracionGen.Codtimezone Red.NID Red.NIT_Patron "
+                  "Red.LCN_Mode RFOut.Modo_OFDM RFOut.Intervalo_Guarda "
+                  "RFOut.Code_Rate (from or to the plan Australia) "
+                  "RFOut.Canal_Salida (from or to the plan Australia) "
+                  "RFOut.Frecuencia (from or to the plan Australia) "
+                  "RFOut.Ancho_Banda (from or to the plan Australia) "
+                  "EntradaAV.0.Bitrate (by input mode) EntradaAV.1.Bitrate (by input mode)"));
 }
 
 TEST(Catalogue, TellsWhatIsNotStoredAsItIsSent) {
@@ -292,20 +189,6 @@ TEST(Catalogue, TellsWhatIsNotStoredAsItIsSent) {
     }
     EXPECT_THAT(told, ElementsAre("ConfiguracionGen.Modo_Entrada stored_as {\"3\":10,\"4\":11}",
                                   "Red.TSID_Out stored false", "Red.ONID_Out stored false"));
-}
-
-TEST(Catalogue, HasTheCommands) {
-    const Json catalogue = committed_catalogue();
-    EXPECT_EQ(catalogue["schema"], 1);
-    Words commands;
-    for (const Json& row : catalogue["commands"])
-        commands.push_back(row["command"].dump() + " " + row["name"].get<std::string>() + ", " +
-                           std::to_string(row["request"].size()) + " in, " + row["answers"].dump());
-    EXPECT_THAT(commands,
-                ElementsAre("0 status, 0 in, [\"status\"]",
-                            "1 configuration, 1 in, [\"configuration_1\",\"configuration_2\"]",
-                            "2 status, 0 in, [\"status\"]", "3 write, 0 in, []",
-                            "4 identification, 0 in, [\"identification\"]"));
 }
 
 // encode.
@@ -357,27 +240,28 @@ std::string encoded(const Words& words, bool crc8_mode = false, unsigned sequenc
     return encode(words, crc8_mode, sequence).lines.at(0).cells.at(0);
 }
 
-// The value that the example of a sub-command carries.
-std::string value_in(const Documented& documented) {
-    const Bytes frame = hex(documented.example);
+// The value that the example of a parameter's sub-command carries.
+std::string value_in(const std::string& example, const Json& parameter) {
+    const Bytes frame = hex(example);
     const auto value = frame.begin() + 7;
-    if (documented.value.starts_with("text"))
+    if (parameter.contains("length"))
         return {value, std::find(value, frame.end(), 0)};
     unsigned number = 0;
-    for (int i = 0; i < documented.value[0] - '0'; ++i)
+    for (int i = 0; i < parameter["width"].get<int>(); ++i)
         number = number << 8U | value[i];
     return std::to_string(number);
 }
 
 TEST(Encode, MakesTheDocumentedExamples) {
-    std::size_t count = 0;
-    for (const Documented& each : documented_subcommands()) {
-        if (each.name.empty())
-            continue;
-        EXPECT_EQ(encoded({each.name, value_in(each)}), each.example);
-        ++count;
+    const std::vector<document::Row> rows = document::table("| Code | Name in the log");
+    for (const Json& parameter : parameters_of(committed_catalogue())) {
+        SCOPED_TRACE(parameter["name"]);
+        const auto row = std::ranges::find(rows, parameter["sub_command"].dump(),
+                                           [](const document::Row& each) { return each[0]; });
+        ASSERT_NE(row, rows.end());
+        const std::string example = document::quoted(row->at(5)).at(0);
+        EXPECT_EQ(encoded({parameter["name"], value_in(example, parameter)}), example);
     }
-    EXPECT_EQ(count, json_of({"list"})["data"]["parameters"].size());
 }
 
 // A doubled byte is found only where the info itself has it.
@@ -452,7 +336,7 @@ const Misuse kMisuses[] = {
     {{"slave", "register", "0a1b2c3d4e5f", "--software", "1.256"},
      "'256' is no version: it is 0 to 255"},
     {{"slave", "register", "0a1b2c3d4e5f", "--model", "0123456789"},
-     "'0123456789' is longer than the 9 bytes of a model"},
+     "'0123456789' is longer than the 9 bytes of the model"},
     {{"db"}, "a command is required; --help lists them"},
     {{"db", "nonsense"}, "no command or option nonsense"},
     {{"db", "check"}, "CONF is required"},
@@ -815,10 +699,9 @@ TEST(Completion, OffersWhatFits) {
 TEST(Completion, OffersEveryParameter) {
     Words names;
     Words readable;
-    const Words golden = lines_of(read_file(ZONDAR_SOURCE_DIR "/tests/zondarctl/list.golden"));
-    for (std::size_t i = 1; i < golden.size(); ++i) {
-        names.push_back(golden[i].substr(0, golden[i].find(' ')));
-        if (golden[i].find(" nowhere") == std::string::npos)
+    for (const Json& parameter : parameters_of(committed_catalogue())) {
+        names.push_back(parameter["name"]);
+        if (!parameter["block"].is_null())
             readable.push_back(names.back());
     }
     EXPECT_THAT(completed({"set", ""}), ElementsAreArray(names));

@@ -1,8 +1,11 @@
 // The countries that the module knows: their regional defaults and their channel plans.
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string_view>
+
+namespace protocol {
 
 // Channels of equal width that follow each other in frequency. Frequencies in kHz.
 struct Band {
@@ -13,6 +16,20 @@ struct Band {
     int lowest;
     int highest;
     int offset;  // of a channel's centre from its lower edge
+};
+
+// The channels of which a band is chosen to reckon their frequencies: the bands overlap in their
+// channel numbers, and some are never chosen.
+struct Range {
+    int first;
+    int last;
+    std::size_t band;  // index of it
+};
+
+struct Plan {
+    const char* name;
+    std::span<const Band> bands;
+    std::span<const Range> ranges;  // a channel of none goes to the first band
 };
 
 struct Country {
@@ -33,8 +50,9 @@ struct Country {
     int canal_salida;
     int frecuencia;
     int ancho_banda;
-    int spare;  // carried along, nothing here depends on it
-    std::span<const Band> plan;
+    int spare;          // carried along, nothing here depends on it
+    int video_bitrate;  // kbit/s, of each of two inputs
+    const Plan* plan;   // null for none
 };
 
 // All of them.
@@ -54,3 +72,5 @@ int channel_frequency(int channel, std::string_view country);
 // The channel of the first band that a frequency in kHz lies in; 0 when it lies in none or the
 // country is not known.
 int frequency_channel(int frequency, std::string_view country);
+
+}  // namespace protocol
