@@ -7,9 +7,9 @@ import lab
 
 STATUS, CONFIGURATION, STATUS_AGAIN, WRITE, IDENTIFICATION = range(5)
 CLOCK = slice(168, 183)  # in block 2
-LENGTHS = {STATUS: 28, STATUS_AGAIN: 28, IDENTIFICATION: 48}
-BLOCK_LENGTHS = {1: 114, 2: 185}
-REFUSED = bytes(255)
+CATALOGUE = json.loads((lab.ROOT / "docs/commands.json").read_text())
+LENGTHS = {name: layout["length"] for name, layout in CATALOGUE["layouts"].items()}
+REFUSED = bytes(LENGTHS["refusal"])
 MAC = b"0a1b2c3d4e5f\0"
 REGISTRATION = (
     MAC + b"encoder-1".ljust(18, b"\0") + b"SL2024000077\0" + b"RE100".ljust(10, b"\0")
@@ -17,7 +17,8 @@ REGISTRATION = (
 )  # fmt: skip
 
 # They change more than the value they send, or store another one: the blocks are read anew.
-SIDE_EFFECTS = {1, 17, 19, 20, 27, 28, 32, 33, 40, 41, 71}
+SIDE_EFFECTS = {row["sub_command"] for row in CATALOGUE["sub_commands"]
+                if {"also_writes", "stored", "stored_as"} & set(row)}  # fmt: skip
 
 # Sub-commands that are no plain parameters: the value, the length of the answer, how it begins.
 ACTIONS = {
@@ -33,7 +34,8 @@ ACTIONS = {
     111: (MAC, b"\x6f"),
     112: (MAC + b"\2", b""),
 }
-ACTION_LENGTHS = {105: 3, 106: 28, 109: 2, 110: 75, 111: 15}
+ACTION_LENGTHS = {row["sub_command"]: LENGTHS[row["answers"][0]]
+                  for row in CATALOGUE["sub_commands"] if row.get("answers")}  # fmt: skip
 
 
 class Master:
@@ -41,8 +43,7 @@ class Master:
 
     def __init__(self, seed: int) -> None:
         self.random = random.Random(seed)
-        table = json.loads((lab.ROOT / "docs/commands.json").read_text())["sub_commands"]
-        self.rows = [row for row in table if row["kind"] != "action"]
+        self.rows = [row for row in CATALOGUE["sub_commands"] if row["kind"] != "action"]
         self.known: dict[object, bytes] = {}  # the answers as they must be by now
         self.kinds = [self.status, self.block, self.identify, self.parameter, self.parameter,
                       self.parameter, self.action, self.refused, self.unanswered]  # fmt: skip
@@ -56,18 +57,18 @@ class Master:
 
     def status(self) -> None:
         answer = lab.ask(self.random.choice((STATUS, STATUS_AGAIN)))
-        self.same_as_before("status", answer, LENGTHS[STATUS])
+        self.same_as_before("status", answer, LENGTHS["status"])
 
     def identify(self) -> None:
         answer = lab.ask(IDENTIFICATION, self.random.randbytes(self.random.randrange(4)))
-        self.same_as_before("identification", answer, LENGTHS[IDENTIFICATION])
+        self.same_as_before("identification", answer, LENGTHS["identification"])
 
     def block(self) -> None:
         number = self.random.choice((1, 2))
         answer = lab.ask(CONFIGURATION, bytes([number]))
         if number == 2:
             answer = answer[: CLOCK.start] + bytes(15) + answer[CLOCK.stop :]
-        self.same_as_before(number, answer, BLOCK_LENGTHS[number])
+        self.same_as_before(number, answer, LENGTHS[f"configuration_{number}"])
 
     def write(self, sub_command: int, value: bytes, expected: bytes, length: int = 0) -> None:
         answer = lab.ask(WRITE, bytes([sub_command]) + value)
@@ -77,7 +78,7 @@ class Master:
     def parameter(self) -> None:
         row = self.random.choice(self.rows)
         code = row["sub_command"]
-        if row["kind"] == "number":
+        if "width" in row:
             stored = value = self.random.randbytes(row["width"])
         else:
             length = self.random.randint(1, row["length"])
