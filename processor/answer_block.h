@@ -36,8 +36,8 @@ std::uint32_t fixed() {
 
 // Those of a layout; the table has the layouts in their order.
 constexpr std::span<const Field> fields_of(std::span<const Field> table, protocol::Layout layout) {
-    const auto found = std::ranges::equal_range(table, layout, {}, &Field::layout);
-    return {found.begin(), found.end()};
+    return {std::ranges::lower_bound(table, layout, {}, &Field::layout),
+            std::ranges::upper_bound(table, layout, {}, &Field::layout)};
 }
 
 // Reads the values, in order, into a zero-filled answer, and gives it its length. Numbers of a

@@ -116,8 +116,8 @@ inline constexpr Field kFields[] = {
 };
 
 constexpr std::span<const Field> fields(Layout layout) {
-    const auto found = std::ranges::equal_range(kFields, layout, {}, &Field::layout);
-    return {found.begin(), found.end()};
+    return {std::ranges::lower_bound(kFields, layout, {}, &Field::layout),
+            std::ranges::upper_bound(kFields, layout, {}, &Field::layout)};
 }
 
 // How many bytes the info has; 0 for `none`.
