@@ -22,12 +22,10 @@ std::string daemon_path() {
 
 namespace {
 
-constexpr char kOut[] = "/tmp/daemon.out";
-constexpr char kErr[] = "/tmp/daemon.err";
 constexpr std::chrono::seconds kLongestLife{60};
 
-void redirect(const char* path, int descriptor) {
-    const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
+void redirect(const std::string& path, int descriptor) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0644);
     dup2(file, descriptor);
     close(file);
 }
@@ -50,7 +48,7 @@ std::vector<std::string> command(const Daemon::Setup& setup) {
 
 }  // namespace
 
-Daemon::Daemon(const Setup& setup) {
+Daemon::Daemon(const Setup& setup) : output_(setup.output) {
     std::vector<std::string> words = command(setup);
     std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
@@ -58,10 +56,12 @@ Daemon::Daemon(const Setup& setup) {
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
 
+    const std::string out_path = output_ + ".out";
+    const std::string err_path = output_ + ".err";
     pid_ = fork();
     if (pid_ == 0) {
-        redirect(kOut, STDOUT_FILENO);
-        redirect(kErr, STDERR_FILENO);
+        redirect(out_path, STDOUT_FILENO);
+        redirect(err_path, STDERR_FILENO);
         std::signal(SIGPIPE, SIG_IGN);
         setup.prepare();
         execvp(arguments[0], arguments.data());
@@ -117,9 +117,9 @@ void Daemon::deliver(pid_t pid, int signal) {
 }
 
 std::string Daemon::out() const {
-    return read_file(kOut);
+    return read_file(output_ + ".out");
 }
 
 std::string Daemon::err() const {
-    return read_file(kErr);
+    return read_file(output_ + ".err");
 }

@@ -1,4 +1,5 @@
 // The real daemon as a child process, on the board at /quelt. One at a time: they share port 8001.
+// Many at a time are a Fleet.
 #pragma once
 
 #include <sys/types.h>
@@ -23,6 +24,8 @@ class Daemon {
         std::vector<std::string> launcher = {};
         // Run in the child right before the daemon, for limits and signal dispositions.
         std::function<void()> prepare = [] {};
+        // What it prints goes to the files of this name, .out and .err.
+        std::string output = "/tmp/daemon";
     };
 
     // Starts it. A supervisor ignores SIGPIPE for its daemon, so that is done here too, before
@@ -52,6 +55,7 @@ class Daemon {
   private:
     bool reap(int options);
 
+    std::string output_;
     pid_t pid_;
     int status_ = -1;
     bool reaped_ = false;
