@@ -5,6 +5,7 @@
 
 #include <cctype>
 #include <charconv>
+#include <utility>
 
 namespace master {
 
@@ -14,12 +15,17 @@ std::string hex_digits(std::span<const std::uint8_t> bytes) {
 
 std::optional<Bytes> from_hex(std::string_view text) {
     const auto is_digit = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    const auto is_prefix = [](std::string_view x) { return x == "0x" || x == "0X"; };
     Bytes bytes;
+    bool separated = true;
     while (!text.empty()) {
-        if (std::isspace(static_cast<unsigned char>(text[0])) != 0) {
+        if (std::isspace(static_cast<unsigned char>(text[0])) != 0 || text[0] == ',') {
+            separated = true;
             text.remove_prefix(1);
             continue;
         }
+        if (std::exchange(separated, false) && is_prefix(text.substr(0, 2)))
+            text.remove_prefix(2);
         if (text.size() < 2 || !is_digit(text[0]) || !is_digit(text[1]))
             return std::nullopt;
         std::uint8_t byte = 0;

@@ -9,11 +9,10 @@ namespace master {
 
 namespace {
 
-tPuertoZondar port{};
-
 // The record with its code bytes, once sent to the tape.
 mensaje sent(mensaje record, bool crc8_mode, Tape& tape) {
     const UseWire use(tape);
+    tPuertoZondar port{};
     enviar_mensaje_nenlace(&port, &record, crc8_mode ? 1 : 0);
     return record;
 }
@@ -27,6 +26,7 @@ bool has_code_a5(const mensaje& record, bool crc8_mode) {
 
 mensaje received(Tape& tape, std::uint8_t sequence, int& result) {
     const UseWire use(tape);
+    tPuertoZondar port{};
     mensaje record{};
     result = recibir_mensaje_nenlace(&port, &record, 0, sequence);
     return record;

@@ -9,84 +9,96 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <future>
 #include <memory>
+#include <system_error>
+#include <thread>
 
-#include "link/mensaje.h"
 #include "master/failure.h"
-#include "transport/tcp_transport.h"
+#include "master/trace_file.h"
 
 namespace master {
 
 namespace {
 
-// Every byte doubled, and room for more than one frame.
-constexpr std::size_t kFlood = 4 * kMaxFrame;
-
 // For the module's end of a connection whose answer is complete.
 constexpr std::chrono::milliseconds kFarewell{200};
 
-// More left-over answers than a module that reads can have.
-constexpr unsigned kReplayed = 3;
-
-// Failed reads that end a reception.
-constexpr int kFailedReads = read_attempts(kRequestTimeout);
-
-[[noreturn]] void no_connection(const char* why) {
-    throw Failure(Stage::connect, fmt::format("no connection: {}", why));
-}
-
 bool wait_for(int descriptor, short events, const Deadline& deadline) {
     pollfd state{descriptor, events, 0};
-    return poll(&state, 1, static_cast<int>(deadline.left().count())) == 1;
+    int count = 0;
+    do
+        count = poll(&state, 1, static_cast<int>(deadline.left().count()));
+    while (count == -1 && errno == EINTR);
+    return count == 1;
 }
 
-void connect_within(int descriptor, const sockaddr_in& address, const Deadline& deadline) {
-    const auto* const generic = reinterpret_cast<const sockaddr*>(&address);
-    if (connect(descriptor, generic, sizeof address) == 0)
-        return;
-    if (errno != EINPROGRESS)
-        no_connection(std::strerror(errno));
-    if (!wait_for(descriptor, POLLOUT, deadline))
-        no_connection("time-out");
-    int error = 0;
-    socklen_t size = sizeof error;
-    getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size);
-    if (error != 0)
-        no_connection(std::strerror(error));
+struct FreeAddresses {
+    void operator()(addrinfo* found) const { freeaddrinfo(found); }
+};
+
+struct Found {
+    int result;
+    std::unique_ptr<addrinfo, FreeAddresses> addresses;
+};
+
+Found find(const std::string& host, int flags) {
+    addrinfo hints{};
+    hints.ai_flags = flags;
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    const int result = getaddrinfo(host.c_str(), nullptr, &hints, &found);
+    return {result, std::unique_ptr<addrinfo, FreeAddresses>(result == 0 ? found : nullptr)};
+}
+
+// A name server may take longer than the deadline. What it then says is freed by the thread that
+// asked it.
+Found find_within(const std::string& host, const Deadline& deadline) {
+    std::packaged_task<Found()> task([host] { return find(host, 0); });
+    std::future<Found> found = task.get_future();
+    try {
+        std::thread(std::move(task)).detach();
+    } catch (const std::system_error& error) {
+        throw Failure(Stage::resolve, fmt::format("no host {}: {}", host, error.what()));
+    }
+    if (found.wait_for(deadline.left()) != std::future_status::ready)
+        throw Failure(Stage::resolve, fmt::format("no host {}: no answer in time", host));
+    return found.get();
 }
 
 }  // namespace
 
-std::string name_of(const Target& target) {
-    return fmt::format("{}:{}", target.host, target.port);
-}
-
-sockaddr_in address_of(const Target& target) {
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    const int result = getaddrinfo(target.host.c_str(), nullptr, &hints, &found);
-    if (result != 0)
-        throw Failure(Stage::connect,
-                      fmt::format("no host {}: {}", target.host, gai_strerror(result)));
-    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
+sockaddr_in address_of(const Target& target, const Deadline& deadline) {
+    Found found = find(target.host, AI_NUMERICHOST);
+    if (found.result == EAI_NONAME)
+        found = find_within(target.host, deadline);
+    if (found.result != 0)
+        throw Failure(
+            Stage::resolve,
+            fmt::format("no host {}: {}", target.host,
+                        found.result == EAI_ADDRFAMILY ? "IPv4 only" : gai_strerror(found.result)));
     sockaddr_in address{};
-    std::memcpy(&address, found->ai_addr, sizeof address);
+    std::memcpy(&address, found.addresses->ai_addr, sizeof address);
     address.sin_port = htons(target.port);
     return address;
 }
 
-Socket::Socket(const sockaddr_in& address, const Deadline& deadline)
+Socket::Socket(const sockaddr_in& address)
     : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
-    if (descriptor_ == -1)
-        no_connection(std::strerror(errno));
-    try {
-        connect_within(descriptor_, address, deadline);
-    } catch (const Failure&) {
-        close(descriptor_);
-        throw;
-    }
+    const auto* const generic = reinterpret_cast<const sockaddr*>(&address);
+    if (descriptor_ != -1 &&
+        (connect(descriptor_, generic, sizeof address) == 0 || errno == EINPROGRESS))
+        return;
+    const int error = errno;
+    close(descriptor_);
+    throw NoConnection(std::strerror(error));
+}
+
+Socket::Socket(const sockaddr_in& address, const Deadline& deadline) : Socket(address) {
+    wait_for(descriptor_, POLLOUT, deadline);
+    if (!connects())
+        throw NoConnection("time-out");
 }
 
 Socket::~Socket() {
@@ -97,21 +109,34 @@ Socket::~Socket() {
     close(descriptor_);
 }
 
+bool Socket::connects() const {
+    pollfd state{descriptor_, POLLOUT, 0};
+    if (poll(&state, 1, 0) == 0)
+        return false;
+    int error = 0;
+    socklen_t size = sizeof error;
+    getsockopt(descriptor_, SOL_SOCKET, SO_ERROR, &error, &size);
+    if (error != 0)
+        throw NoConnection(std::strerror(error));
+    return true;
+}
+
 void Socket::send_all(std::span<const std::uint8_t> bytes, const Deadline& deadline) {
+    const auto fail = [whole = bytes.size(), &bytes](const std::string& why) {
+        throw Failure(Stage::answer, why,
+                      bytes.size() == whole ? Outcome::not_sent : Outcome::unknown);
+    };
     while (!bytes.empty()) {
         // The last bytes wait for the end that follows, and leave in one segment with it.
         const ssize_t count =
             ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_MORE);
-        if (count > 0) {
+        if (count > 0)
             bytes = bytes.subspan(static_cast<std::size_t>(count));
-            continue;
-        }
-        if (errno != EAGAIN)
-            throw Failure(Stage::answer, fmt::format("the connection broke while the request was "
-                                                     "sent: {}",
-                                                     std::strerror(errno)));
-        if (!wait_for(descriptor_, POLLOUT, deadline))
-            throw Failure(Stage::answer, "time-out while the request was sent");
+        else if (errno != EAGAIN)
+            fail(fmt::format("the connection broke while the request was sent: {}",
+                             std::strerror(errno)));
+        else if (!wait_for(descriptor_, POLLOUT, deadline))
+            fail("time-out while the request was sent");
     }
     end_sending();
 }
@@ -135,6 +160,7 @@ bool Socket::read_some(Bytes& bytes) {
     if (count == -1 && (errno == EAGAIN || errno == EINTR))
         return true;
     ended_ = true;
+    broken_ = count == -1;
     resets_ = true;
     return false;
 }
@@ -177,6 +203,11 @@ std::optional<std::uint8_t> Line::next() {
     return received_[taken_++];
 }
 
+void Line::trace(const std::uint8_t* frame, unsigned direction) {
+    if (!trace_path_.empty())
+        append_to_trace(trace_path_, frame, direction);
+}
+
 void Line::fill() {
     if (received_.size() > kFlood) {
         end_ = End::flood;
@@ -191,10 +222,10 @@ void Line::fill() {
         if (!collection_->read_some(received_))
             end_ = End::closed;
     } else if (states[1].revents != 0) {
-        Bytes left_over;
-        request_->read_some(left_over);
-        if (!left_over.empty())
-            drain();
+        Bytes bytes;
+        request_->read_some(bytes);
+        if (!bytes.empty())
+            take_from_request(bytes);
         else if (request_->ended())
             collection_->end_sending();
     }
@@ -202,31 +233,18 @@ void Line::fill() {
 
 // The module was answering somebody else: it ends that, and finds the collecting connection empty,
 // unless it reads none.
-void Line::drain() {
+void Line::take_from_request(const Bytes& bytes) {
+    if (bytes.front() != kStartByte) {
+        received_.insert(received_.end(), bytes.begin(), bytes.end());
+        end_ = End::stranger;
+        return;
+    }
     bool any = false;
     request_->read_to_end(deadline_, any);
     collection_->end_sending();
     collection_->read_to_end(deadline_, any);
     left_over_ = any ? 2 : 1;
     end_ = End::left_over;
-}
-
-void resynchronise(const sockaddr_in& address, const Deadline& deadline, unsigned& left_over) {
-    for (int failed = 0; failed < kFailedReads; ++failed) {
-        if (left_over >= kReplayed)
-            throw Replay();
-        Socket empty(address, deadline);
-        empty.end_sending();
-        bool any = false;
-        if (!empty.read_to_end(deadline, any))
-            throw Failure(Stage::answer,
-                          "the module could not be re-synchronised in time: it is busy, or another "
-                          "master holds it");
-        if (any) {
-            ++left_over;
-            failed = -1;  // a new reception begins behind an answer
-        }
-    }
 }
 
 }  // namespace master

@@ -1,4 +1,4 @@
-// The connections to a module: the two of an exchange, and the empty ones that re-synchronise it.
+// The connections to a module, and the two of an exchange.
 //
 // A request goes out on one connection, its answer is collected on another one. The module takes
 // what it accepts for what it needs next, so the two can be swapped; the request connection tells:
@@ -14,38 +14,40 @@
 #include <netinet/in.h>
 
 #include <cstdint>
-#include <string>
 
+#include "link/mensaje.h"
 #include "master/bytes.h"
 #include "master/deadline.h"
+#include "master/targets.h"
 #include "master/wire.h"
 
 namespace master {
 
-struct Target {
-    std::string host = "127.0.0.1";  // a name or an IPv4 address
-    std::uint16_t port = 8001;
-};
+// Throws a Failure when there is no such host, or when the deadline is sooner.
+sockaddr_in address_of(const Target& target, const Deadline& deadline);
 
-// "host:port".
-std::string name_of(const Target& target);
-
-// Throws a Failure when there is no such host.
-sockaddr_in address_of(const Target& target);
+// More than an answer can be on the wire, with every byte of it doubled.
+constexpr std::size_t kFlood = 4 * kMaxFrame;
 
 // A connection, closed at the end of its life: normally, but by reset once the other side has
 // closed it, which then keeps nothing of it.
 class Socket {
   public:
-    // Connects; throws a Failure.
+    // Begins to connect. This and all that has a deadline throw Failures.
+    explicit Socket(const sockaddr_in& address);
+    // Connects.
     Socket(const sockaddr_in& address, const Deadline& deadline);
     ~Socket();
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
 
     [[nodiscard]] int descriptor() const { return descriptor_; }
+    // Whether it is connected by now; throws a Failure when it will not be.
+    [[nodiscard]] bool connects() const;
     [[nodiscard]] bool ended() const { return ended_; }
-    // Sends all, and with the last byte that nothing will follow. Throws a Failure.
+    // It has not ended, but is gone.
+    [[nodiscard]] bool broken() const { return broken_; }
+    // Sends all, and with the last byte that nothing will follow.
     void send_all(std::span<const std::uint8_t> bytes, const Deadline& deadline);
     // Says that nothing will be sent any more.
     void end_sending();
@@ -59,25 +61,29 @@ class Socket {
 
   private:
     int descriptor_;
-    bool ended_ = false;   // the other side, as far as it was read
+    bool ended_ = false;  // the other side, as far as it was read
+    bool broken_ = false;
     bool resets_ = false;  // at its own end
 };
 
 // One exchange with a module.
 class Line : public Wire {
   public:
-    Line(const sockaddr_in& address, const Deadline& deadline)
-        : address_(address), deadline_(deadline) {}
+    // The frames go to the trace file, unless the path is empty.
+    Line(const sockaddr_in& address, const Deadline& deadline, std::string trace_path)
+        : address_(address), deadline_(deadline), trace_path_(std::move(trace_path)) {}
     ~Line() override;
 
     void send(std::span<const std::uint8_t> frame) override;
     std::optional<std::uint8_t> next() override;
+    void trace(const std::uint8_t* frame, unsigned direction) override;
 
     // Why next() has no byte.
     enum class End : std::uint8_t {
         open,       // it has
         deadline,   // none came in time
         left_over,  // the request connection collected the answer to another request
+        stranger,   // bytes came on the request connection that begin no answer
         closed,     // the module closed the collecting connection
         flood,      // more came than an answer can hold
     };
@@ -91,10 +97,11 @@ class Line : public Wire {
 
   private:
     void fill();
-    void drain();
+    void take_from_request(const Bytes& bytes);
 
     sockaddr_in address_;
     Deadline deadline_;
+    std::string trace_path_;
     std::optional<Socket> request_;
     std::optional<Socket> collection_;
     Bytes sent_;
@@ -103,11 +110,5 @@ class Line : public Wire {
     unsigned left_over_ = 0;
     End end_ = End::open;
 };
-
-// Brings a module back to between two frames, whatever it was sent before: as many connections
-// without a byte as end a reception that was begun. What was left uncollected is collected on the
-// way, and counted in `left_over`. A module that reads has one, or another one to a request whose
-// end came late; a third one makes this throw a Replay. Throws a Failure.
-void resynchronise(const sockaddr_in& address, const Deadline& deadline, unsigned& left_over);
 
 }  // namespace master

@@ -1,5 +1,5 @@
 // A conversation with a module: requests and their answers, one after the other, with the target
-// locked and within one deadline.
+// locked and within one deadline. Any number of threads may have one each.
 #pragma once
 
 #include <chrono>
@@ -31,14 +31,23 @@ class Session {
     // Resolves and locks the target. All members throw Failures.
     explicit Session(const Settings& settings);
 
+    // Renews the deadline for all that follows.
+    void allow(std::chrono::milliseconds timeout);
     // The answer's info. A request that the module refuses is a Failure.
     Bytes ask(const Request& request);
-    // Brings the module back to between two frames. ask() does so by itself after an exchange,
-    // this program's or another's, that did not end well.
+    // Brings the module back to between two frames; what a far one takes longer for, the next call
+    // goes on with. ask() does so by itself after an exchange, this program's or another's, that
+    // did not end well.
     void resync();
 
   private:
+    Bytes ask_repeatedly(const Request& request);
+    Bytes ask_once(const Request& request);
     Bytes exchange(const Request& request);
+    // How long a connection takes.
+    std::chrono::milliseconds bring_back();
+    [[noreturn]] void no_answer(const Line& line) const;
+    void check(int result, const mensaje& answer, const Request& request, const Line& line) const;
     void tell(const Line& line) const;
 
     Settings settings_;

@@ -5,11 +5,14 @@
 #include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -20,6 +23,15 @@ namespace master {
 namespace {
 
 constexpr std::chrono::milliseconds kPause{10};
+
+// With the first in the queue while the lock is free.
+constexpr std::chrono::seconds kPatience{1};
+
+// Bytes of the file, whether it has them or not: who queues has the first one locked meanwhile, and
+// then one of the others.
+constexpr off_t kTicket = 0;
+constexpr off_t kFirstPlace = 1;
+constexpr off_t kToTheEnd = 0;
 
 std::string path_for(const sockaddr_in& address) {
     std::array<char, INET_ADDRSTRLEN> text{};
@@ -45,31 +57,117 @@ int open_lock(const std::string& path) {
     return descriptor;
 }
 
+// What keeps `length` bytes from `start` on from being locked; l_type is F_UNLCK when nothing does.
+struct flock in_the_way(int descriptor, off_t start, off_t length) {
+    struct flock range {};
+    range.l_type = F_WRLCK;
+    range.l_start = start;
+    range.l_len = length;
+    fcntl(descriptor, F_OFD_GETLK, &range);
+    return range;
+}
+
+bool set_byte(int descriptor, off_t byte, short type) {
+    struct flock range {};
+    range.l_type = type;
+    range.l_start = byte;
+    range.l_len = 1;
+    return fcntl(descriptor, F_OFD_SETLK, &range) == 0;
+}
+
+// ": zondarctl, process 1234"; empty when the system does not tell.
+std::string holder_of(int descriptor) {
+    struct stat status {};
+    fstat(descriptor, &status);
+    const std::string wanted =
+        fmt::format("{:02x}:{:02x}:{}", major(status.st_dev), minor(status.st_dev), status.st_ino);
+    std::ifstream table("/proc/locks");
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream words(line);
+        std::string number;
+        std::string kind;
+        std::string advisory;
+        std::string mode;
+        std::string process;
+        std::string file;
+        words >> number >> kind >> advisory >> mode >> process >> file;
+        std::string name;
+        if (kind == "FLOCK" && file == wanted &&
+            std::getline(std::ifstream("/proc/" + process + "/comm"), name))
+            return fmt::format(": {}, process {}", name, process);
+    }
+    return "";
+}
+
+template <typename Condition>
+void wait_for(Condition condition, int descriptor, const Deadline& deadline) {
+    while (!condition()) {
+        if (deadline.passed())
+            throw Failure(Stage::lock,
+                          "another program is asking this module" + holder_of(descriptor));
+        std::this_thread::sleep_for(kPause);
+    }
+}
+
 }  // namespace
 
 TargetLock::TargetLock(const sockaddr_in& address, const Deadline& deadline)
-    : descriptor_(open_lock(path_for(address))) {
-    while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
-        if (deadline.passed()) {
-            close(descriptor_);
-            throw Failure(Stage::lock, "another program is asking this module");
-        }
-        std::this_thread::sleep_for(kPause);
-    }
+    : TargetLock(open_lock(path_for(address))) {
+    wait_for([this] { return queue(); }, descriptor_, deadline);
+    free_since_ = std::chrono::steady_clock::now();
+    wait_for([this] { return first_in_queue() || nobody_takes_it(); }, descriptor_, deadline);
+    wait_for([this] { return flock(descriptor_, LOCK_EX | LOCK_NB) == 0; }, descriptor_, deadline);
+    set_byte(descriptor_, place_, F_UNLCK);
 }
 
 TargetLock::~TargetLock() {
     close(descriptor_);
 }
 
-bool TargetLock::unsettled() const {
-    struct stat status {};
-    return fstat(descriptor_, &status) == 0 && status.st_size != 0;
+// Takes the place behind all others.
+bool TargetLock::queue() {
+    if (!set_byte(descriptor_, kTicket, F_WRLCK))
+        return false;
+    place_ = kFirstPlace;
+    for (;;) {
+        const struct flock other = in_the_way(descriptor_, place_, kToTheEnd);
+        // One without an end is none of ours.
+        if (other.l_type == F_UNLCK || other.l_len == 0)
+            break;
+        place_ = other.l_start + other.l_len;
+    }
+    const bool queued = set_byte(descriptor_, place_, F_WRLCK);
+    set_byte(descriptor_, kTicket, F_UNLCK);
+    return queued;
 }
 
-// By the file's size alone. A mark that cannot be made only costs a repeated time-out.
-void TargetLock::set_unsettled(bool unsettled) const {
-    [[maybe_unused]] const int result = ftruncate(descriptor_, unsettled ? 1 : 0);
+bool TargetLock::first_in_queue() const {
+    return place_ == kFirstPlace ||
+           in_the_way(descriptor_, kFirstPlace, place_ - kFirstPlace).l_type == F_UNLCK;
+}
+
+// A program that was stopped in the queue keeps its place, and must not keep all others out.
+bool TargetLock::nobody_takes_it() {
+    const auto now = std::chrono::steady_clock::now();
+    if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+        free_since_ = now;
+        return false;
+    }
+    if (now - free_since_ > kPatience)
+        return true;
+    flock(descriptor_, LOCK_UN);
+    return false;
+}
+
+off_t TargetLock::size() const {
+    struct stat status {};
+    fstat(descriptor_, &status);
+    return status.st_size;
+}
+
+// A mark that cannot be made only costs a repeated time-out.
+void TargetLock::resize(off_t size) const {
+    [[maybe_unused]] const int result = ftruncate(descriptor_, size);
 }
 
 }  // namespace master

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "link/messages.h"
+#include "link/trace_file.h"
 #include "transport/tcp_transport.h"
 
 namespace master {
@@ -43,6 +44,11 @@ void CerrarSocket_zondar() {}
 void reset_puerto_zondar(unsigned /*port*/) {}
 
 void cambia_modo_zondar(tPuertoZondar* /*port*/, unsigned /*mode*/) {}
+
+// In place of the daemon's one trace file.
+void write_zondar_msg_to_pcap(const std::uint8_t* trama, unsigned direction) {
+    in_use->trace(trama, direction);
+}
 
 // In place of the link's messages: the results say the same.
 

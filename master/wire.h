@@ -1,5 +1,5 @@
 // Where the frames of link/ come from and go to in a master: wire.cpp stands in for the daemon's
-// transport, and keeps the link's messages off the standard streams.
+// transport and trace, and keeps the link's messages off the standard streams.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +21,8 @@ class Wire {
     virtual void send(std::span<const std::uint8_t> frame) = 0;
     // The next byte; nothing when there will not be one.
     virtual std::optional<std::uint8_t> next() = 0;
+    // Is shown each frame as link/trace_file.h has it.
+    virtual void trace(const std::uint8_t* /*frame*/, unsigned /*direction*/) {}
 };
 
 // Makes a wire the one that link/ uses in this thread, for its life.

@@ -122,7 +122,7 @@ TEST(Connection, LeavesThePortFreeWhenTheDaemonIsKilledBeforeAnythingIsSaid) {
     std::optional<Daemon> daemon(std::in_place);
     ASSERT_TRUE(comes_up(*daemon));
     {
-        Socket connection(address_of({}), kLong);
+        Socket connection(address_of({}, kLong), kLong);
         // It blocks in the read of what it has accepted.
         ASSERT_TRUE(eventually([&] { return has_socket(daemon->pid(), "01"); }));
         EXPECT_EQ(daemon->stop(SIGKILL), 1000 + SIGKILL);
@@ -138,7 +138,7 @@ TEST(Connection, LeavesThePortFreeWhenTheDaemonClosesItBeforeAnythingIsSaid) {
     std::optional<Daemon> daemon(std::in_place);
     send_request(frame(4));
     {
-        Socket connection(address_of({}), kLong);
+        Socket connection(address_of({}, kLong), kLong);
         pollfd end{connection.descriptor(), POLLRDHUP, 0};
         ASSERT_EQ(poll(&end, 1, 20'000), 1);
         connection.send_all({}, kLong);

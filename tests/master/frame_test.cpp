@@ -19,7 +19,7 @@ TEST(HexDigits, AreUpperCasePairsWithBlanksBetween) {
     EXPECT_EQ(hex_digits(Bytes{0xA5, 0x04, 0xFF}), "A5 04 FF");
 }
 
-TEST(HexDigits, AreReadInEitherCaseWithAndWithoutBlanks) {
+TEST(HexDigits, AreReadInEitherCaseWithAndWithoutWhatStandsBetween) {
     const struct {
         const char* text;
         Bytes bytes;
@@ -29,14 +29,18 @@ TEST(HexDigits, AreReadInEitherCaseWithAndWithoutBlanks) {
         {"A5 04 00", {0xA5, 0x04, 0x00}},
         {"a504fF", {0xA5, 0x04, 0xFF}},
         {"\n a5\n04\r\n 00  01 ", {0xA5, 0x04, 0x00, 0x01}},
+        {"0x3F", {0x3F}},
+        {"0x3F3C", {0x3F, 0x3C}},
+        {"0x3F, 0X3c,3D 3E", {0x3F, 0x3C, 0x3D, 0x3E}},
     };
     for (const auto& each : kCases)
         EXPECT_EQ(from_hex(each.text), each.bytes) << each.text;
 }
 
 TEST(HexDigits, AreNothingElse) {
-    for (const char* const text : {"A", "A5 0", "A 5", "A5 G0", "0G", "0x04", "A5,04", "-1", "+1",
-                                   "04 00 ??", "\xC3\xA9", "A5 4 00"})
+    for (const char* const text :
+         {"A", "A5 0", "A 5", "A5 G0", "0G", "0x", "0x 3F", "A50x04", "0x0x04", "x04", "0x4",
+          "A5;04", "-1", "+1", "04 00 ??", "\xC3\xA9", "A5 4 00"})
         EXPECT_EQ(from_hex(text), std::nullopt) << text;
     EXPECT_EQ(from_hex(std::string_view("A5\0A5", 5)), std::nullopt);
     // Without a byte behind it, so that a sanitizer sees what is read there.
