@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "master/layout.h"
+#include "master/ranges.h"
 #include "master/requests.h"
 
 namespace master {
@@ -71,21 +72,24 @@ const Parameter* find_parameter(std::string_view name) {
     return found == all.end() ? nullptr : &*found;
 }
 
+bool can_hold(const Parameter& parameter, const Value& value) {
+    if (const auto* const text = std::get_if<std::string>(&value))
+        return parameter.is_text() && text->size() <= parameter.limit() &&
+               text->find('\0') == std::string::npos;
+    return !parameter.is_text() && std::get<std::uint32_t>(value) <= parameter.limit();
+}
+
 Value parse_value(const Parameter& parameter, std::string_view text) {
-    const std::uint32_t limit = parameter.limit();
     if (parameter.is_text()) {
-        if (text.size() > limit)
-            throw std::invalid_argument(
-                fmt::format("'{}' is longer than the {} bytes of {}", text, limit, parameter.name));
-        return std::string(text);
+        if (Value value = std::string(text); can_hold(parameter, value))
+            return value;
+    } else if (const auto number = to_number(text); number && can_hold(parameter, *number)) {
+        return *number;
     }
-    const std::optional<std::uint32_t> number = to_number(text);
-    if (!number)
-        throw std::invalid_argument(fmt::format("'{}' is no number", text));
-    if (*number > limit)
-        throw std::invalid_argument(
-            fmt::format("{} is beyond the {} that {} can hold", text, limit, parameter.name));
-    return *number;
+    const bool too_long = parameter.description().kind == protocol::Kind::text;
+    throw std::invalid_argument(fmt::format("{} takes {}, not '{}'{}", parameter.name,
+                                            range_of(parameter), text,
+                                            too_long ? fmt::format(" with {}", text.size()) : ""));
 }
 
 // The NUL ends the text: without it the module would take the frame's code bytes for its tail.
@@ -108,6 +112,36 @@ Value value_after(const Parameter& parameter, const Value& value) {
             return each.stored;
     }
     return value;
+}
+
+Value read_back_of(const Parameter& parameter, const Value& sent) {
+    if (!protocol::is_stored(parameter.write->selector))
+        return 0U;
+    if (parameter.write->effect == protocol::Effect::masks_input)
+        return sent == Value(1U) ? 1U : 0U;
+    if (const auto* const text = std::get_if<std::string>(&sent)) {
+        std::string stored = *text;
+        if (const std::size_t first = stored.find('%'); first != std::string::npos)
+            stored[first] = ' ';
+        return stored;
+    }
+    return value_after(parameter, sent);
+}
+
+// A per cent sign can be stored behind a blank alone: that of another one, the first.
+std::optional<Value> value_to_send(const Parameter& parameter, const Value& wanted) {
+    if (!can_hold(parameter, wanted))
+        return std::nullopt;
+    Value other = wanted;
+    if (auto* const text = std::get_if<std::string>(&other)) {
+        if (const std::size_t blank = text->find(' '); blank != std::string::npos)
+            (*text)[blank] = '%';
+    }
+    for (const Value& each : {wanted, other}) {
+        if (read_back_of(parameter, each) == wanted)
+            return each;
+    }
+    return std::nullopt;
 }
 
 Value value_in(const Parameter& parameter, std::span<const std::uint8_t> info) {

@@ -39,8 +39,11 @@ std::span<const Parameter> parameters();
 // By its name, upper and lower case being the same; null when there is none.
 const Parameter* find_parameter(std::string_view name);
 
+// Whether a request can carry the value: a number of the width, a text of the length without a NUL.
+bool can_hold(const Parameter& parameter, const Value& value);
+
 // A value from its writing: decimal, hexadecimal behind 0x, or a text. Throws std::invalid_argument
-// when the parameter cannot hold it.
+// with the parameter and its range when it cannot hold it.
 Value parse_value(const Parameter& parameter, std::string_view text);
 
 // The request that stores a value which the parameter can hold.
@@ -48,6 +51,13 @@ Request write_request(const Parameter& parameter, const Value& value);
 
 // What is read back of a value that the module took as it was meant.
 Value value_after(const Parameter& parameter, const Value& value);
+
+// What the parameter reads back as once the value was sent, whatever was meant. The value is one
+// that it can hold.
+Value read_back_of(const Parameter& parameter, const Value& sent);
+
+// The value to send so that the parameter reads back as `wanted`; nothing when none does that.
+std::optional<Value> value_to_send(const Parameter& parameter, const Value& wanted);
 
 // Of the info of a configuration block as long as it has to be; the parameter is one of it.
 Value value_in(const Parameter& parameter, std::span<const std::uint8_t> info);

@@ -1,7 +1,11 @@
 #include "master/requests.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
+#include <string>
+#include <vector>
 
 namespace master {
 
@@ -29,6 +33,66 @@ Request reading(std::uint8_t code) {
     return {.command = code,
             .reads = true,
             .answers = Request::Answers{protocol::kCommands[code].answer}};
+}
+
+// What an effect has to do with beyond the value that is written. A script of the board and the
+// twenty statements of a country, tried three times with pauses of seconds, take a while.
+struct Reach {
+    Effect effect;
+    const char* consequence;  // with the other parameter's name for {}
+    std::chrono::seconds patience;
+};
+
+constexpr std::chrono::seconds kShort{5};
+constexpr std::chrono::seconds kLong{60};
+
+// clang-format off
+constexpr Reach kReaches[] = {
+    {Effect::alone,            "", kShort},
+    {Effect::next_too,         "stores the same value in {}, too", kShort},
+    {Effect::tunes,            "", kShort},
+    {Effect::masks_input,      "", kShort},
+    {Effect::resets_network,   "resets the network of the module, which may then have another address", kLong},
+    {Effect::changes_country,  "stores the country's defaults in all that depends on the country", kLong},
+    {Effect::sets_clock,       "sets the clock of the module", kShort},
+    {Effect::restores_factory, "resets the module to its factory configuration", kLong},
+    {Effect::adds_slave,       "", kShort},
+};
+// clang-format on
+
+constexpr const Reach& far_reach(Effect effect) {
+    return kReaches[static_cast<std::size_t>(effect)];
+}
+
+constexpr bool effects_are_indexes() {
+    return std::ranges::all_of(kReaches,
+                               [](const Reach& row) { return &far_reach(row.effect) == &row; });
+}
+static_assert(std::size(kReaches) == std::size(protocol::kEffects) && effects_are_indexes());
+
+// By the rows of kSubcommands.
+std::vector<std::string> all_consequences() {
+    std::vector<std::string> texts;
+    for (const Subcommand& row : protocol::kSubcommands) {
+        texts.emplace_back(far_reach(row.effect).consequence);
+        if (row.effect == Effect::next_too)
+            texts.back() = fmt::format(fmt::runtime(texts.back()),
+                                       name_of((&row + 1)->selector, (&row + 1)->row));
+    }
+    return texts;
+}
+
+std::string_view consequence_of(const Subcommand& row) {
+    static const std::vector<std::string> kTexts = all_consequences();
+    return kTexts[static_cast<std::size_t>(&row - protocol::kSubcommands)];
+}
+
+// The sub-command that the module carries out; null for any other request. Shorter ones are
+// refused.
+const Subcommand* carried_out(const Request& request) {
+    if (request.command != protocol::command::write || request.info.size() < 2)
+        return nullptr;
+    return protocol::find_subcommand(request.info[0]);
 }
 
 }  // namespace
@@ -73,19 +137,17 @@ Request action_request(std::string_view name, const Items& items) {
 }
 
 std::string_view consequence_of(const Request& request) {
-    // Shorter ones are refused.
-    if (request.command != protocol::command::write || request.info.size() < 2)
-        return "";
-    const Subcommand* const row = protocol::find_subcommand(request.info[0]);
-    if (row == nullptr)
-        return "";
-    if (row->effect == Effect::sets_clock)
-        return "sets the clock of the module";
-    if (row->effect == Effect::restores_factory)
-        return "resets the module to its factory configuration";
-    if (row->effect == Effect::resets_network)
-        return "resets the network of the module, which may then have another address";
-    return "";
+    const Subcommand* const row = carried_out(request);
+    return row == nullptr ? "" : consequence_of(*row);
+}
+
+std::string_view reaches(const Parameter& parameter) {
+    return consequence_of(*parameter.write);
+}
+
+std::chrono::milliseconds patience_for(const Request& request) {
+    const Subcommand* const row = carried_out(request);
+    return far_reach(row == nullptr ? Effect::alone : row->effect).patience;
 }
 
 }  // namespace master

@@ -1,10 +1,12 @@
 // The requests that are not about a single parameter: what a module is asked and told.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string_view>
 
 #include "master/layout.h"
+#include "master/parameters.h"
 #include "master/request.h"
 
 namespace master {
@@ -20,8 +22,13 @@ const protocol::Subcommand* find_action(std::string_view name);
 // "time", "slave register".
 Request action_request(std::string_view name, const Items& items = {});
 
-// What a request does besides changing a value, when that takes a confirmation: "resets the module
-// to its factory configuration". Empty for all others.
+// What a request does beyond its words, as the end of a question: "resets the module to its factory
+// configuration". Empty for all others.
 std::string_view consequence_of(const Request& request);
+// The same of a write to a parameter.
+std::string_view reaches(const Parameter& parameter);
+
+// How long an answer is worth waiting for: longer where the module has much to do first.
+std::chrono::milliseconds patience_for(const Request& request);
 
 }  // namespace master

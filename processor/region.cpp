@@ -55,15 +55,13 @@ void write_channel_plan(const Country& country) {
 #include "protocol/lines.inc"
 }
 
-// In kbit/s. Of the last one nobody learns whether it could be written.
+// Of the last one nobody learns whether it could be written.
 void write_video_bitrates(const Country& country) {
-    constexpr int kFirstModeOfOneInput = 3;
-    constexpr int kOneInput = 15000;
-    if (get_ConfiguracionGen(CG_MODO_ENTRADA) < kFirstModeOfOneInput) {
+    if (get_ConfiguracionGen(CG_MODO_ENTRADA) < protocol::kFirstModeOfOneVideoBitrate) {
         log_if_failed(set_EntradaAV(EAV_BITRATE, 0, country.video_bitrate));
         set_EntradaAV(EAV_BITRATE, 1, country.video_bitrate);
     } else {
-        set_EntradaAV(EAV_BITRATE, 0, kOneInput);
+        set_EntradaAV(EAV_BITRATE, 0, protocol::kVideoBitrateOfOneInput);
     }
 }
 

@@ -65,6 +65,11 @@ const Country& find_country(std::string_view text);
 // True for Australia, the one country with channels of 7 MHz in all its bands.
 bool has_7mhz_plan(std::string_view country);
 
+// A change of country gives each AV input the country's video bitrate, but from this mode of the
+// inputs on the first one alone gets one, in kbit/s.
+inline constexpr int kFirstModeOfOneVideoBitrate = 3;
+inline constexpr int kVideoBitrateOfOneInput = 15000;
+
 // The centre of a channel in kHz; of any number, as if the country's first band went on in both
 // directions. A country that is not known has the European plan.
 int channel_frequency(int channel, std::string_view country);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <map>
 #include <regex>
 #include <set>
@@ -147,31 +148,34 @@ TEST(ParameterValue, IsTakenUpToItsLimit) {
         {"EntradaAV.0.Brillo", "255", "number 255"},
         {"EntradaAV.0.Brillo", "0xFF", "number 255"},
         {"EntradaAV.0.Brillo", "0000000000255", "number 255"},
-        {"EntradaAV.0.Brillo", "256", "256 is beyond the 255 that EntradaAV.0.Brillo can hold"},
-        {"EntradaAV.0.Brillo", "0x100", "0x100 is beyond the 255 that EntradaAV.0.Brillo can hold"},
-        {"EntradaAV.0.Brillo", "4294967296",
-         "4294967296 is beyond the 255 that EntradaAV.0.Brillo can hold"},
-        {"EntradaAV.0.Brillo", "-1", "'-1' is no number"},
-        {"EntradaAV.0.Brillo", "", "'' is no number"},
-        {"EntradaAV.0.Brillo", "12a", "'12a' is no number"},
+        {"EntradaAV.0.Brillo", "256", "EntradaAV.0.Brillo takes 0 to 255, not '256'"},
+        {"EntradaAV.0.Brillo", "0x100", "EntradaAV.0.Brillo takes 0 to 255, not '0x100'"},
+        {"EntradaAV.0.Brillo", "4294967296", "EntradaAV.0.Brillo takes 0 to 255, not '4294967296'"},
+        {"RFOut.Canal_Salida", "abc", "RFOut.Canal_Salida takes 0 to 255, not 'abc'"},
+        {"RFOut.Canal_Salida", "-1", "RFOut.Canal_Salida takes 0 to 255, not '-1'"},
+        {"RFOut.Canal_Salida", "21.0", "RFOut.Canal_Salida takes 0 to 255, not '21.0'"},
+        {"RFOut.Canal_Salida", "", "RFOut.Canal_Salida takes 0 to 255, not ''"},
+        {"EntradaAV.0.Brillo", "12a", "EntradaAV.0.Brillo takes 0 to 255, not '12a'"},
         {"EntradaAV.0.Bitrate", "65535", "number 65535"},
         {"EntradaAV.0.Bitrate", "65536",
-         "65536 is beyond the 65535 that EntradaAV.0.Bitrate can hold"},
+         "EntradaAV.0.Bitrate takes 0 to 65535 kbit/s, not '65536'"},
         {"RFOut.Frecuencia", "16777215", "number 16777215"},
         {"RFOut.Frecuencia", "16777216",
-         "16777216 is beyond the 16777215 that RFOut.Frecuencia can hold"},
+         "RFOut.Frecuencia takes 0 to 16777215 kHz, not '16777216'"},
+        {"RFOut.Cofdm_Off", "255", "number 255"},
+        {"RFOut.Cofdm_Off", "on", "RFOut.Cofdm_Off takes 0 or 1, not 'on'"},
         {"Red.NetworkName", "", "text "},
         {"Red.NetworkName", "12345", "text 12345"},
         {"Red.NetworkName", "Catorce bytes.", "text Catorce bytes."},
         {"Red.NetworkName", "Quince bytes ..",
-         "'Quince bytes ..' is longer than the 14 bytes of Red.NetworkName"},
+         "Red.NetworkName takes a text of at most 14 bytes, not 'Quince bytes ..' with 15"},
         {"Red.NetworkName", "Ca\xF1on \xFF", "text Ca\xF1on \xFF"},
         {"ConfiguracionGen.Ip_Address", "192.168.100.100", "text 192.168.100.100"},
         {"ConfiguracionGen.Ip_Address", "192.168.100.1000",
-         "'192.168.100.1000' is longer than the 15 bytes of ConfiguracionGen.Ip_Address"},
+         "ConfiguracionGen.Ip_Address takes an IPv4 address, not '192.168.100.1000'"},
         {"ConfiguracionGen.Lcd_Codbloqueo", "4321", "text 4321"},
         {"ConfiguracionGen.Lcd_Codbloqueo", "43210",
-         "'43210' is longer than the 4 bytes of ConfiguracionGen.Lcd_Codbloqueo"},
+         "ConfiguracionGen.Lcd_Codbloqueo takes a text of at most 4 bytes, not '43210' with 5"},
     };
     for (const auto& each : kCases)
         EXPECT_EQ(parsed(each.name, each.text), each.parsed) << each.name << " " << each.text;
@@ -253,6 +257,62 @@ TEST(ValueAfter, IsWhatTheModuleShows) {
         EXPECT_EQ(value_after(named(each.name), each.written), each.shown) << each.name;
 }
 
+TEST(ReadBack, IsWhatTheModuleShowsOfAnyValue) {
+    const struct {
+        const char* name;
+        Value sent;
+        Value shown;
+    } kCases[] = {
+        {"ConfiguracionGen.Modo_Entrada", 3U, 10U},
+        {"ConfiguracionGen.Modo_Entrada", 10U, 10U},
+        {"PIDsSalida.0.1.Seleccionado", 0U, 0U},
+        {"PIDsSalida.0.1.Seleccionado", 1U, 1U},
+        {"PIDsSalida.1.2.Seleccionado", 2U, 0U},
+        {"PIDsSalida.1.2.Seleccionado", 255U, 0U},
+        {"Red.TSID_Out", 5U, 0U},
+        {"Red.ONID_Out", 0U, 0U},
+        {"RFOut.Cofdm_Off", 255U, 255U},
+        {"Red.NetworkName", "100% de %", "100  de %"},
+        {"IPOut.SAP_Ip", "%", " "},
+        {"Red.NetworkName", "'Red'", "'Red'"},
+    };
+    for (const auto& each : kCases)
+        EXPECT_EQ(read_back_of(named(each.name), each.sent), each.shown) << each.name;
+}
+
+TEST(ValueToSend, IsTheOneThatReadsBackAsWanted) {
+    using Maybe = std::optional<Value>;
+    const struct {
+        const char* name;
+        Value wanted;
+        Maybe sent;
+    } kCases[] = {
+        {"EntradaAV.0.Brillo", 255U, Value(255U)},
+        {"EntradaAV.0.Brillo", 256U, {}},
+        {"EntradaAV.0.Brillo", "5", {}},
+        {"ConfiguracionGen.Modo_Entrada", 2U, Value(2U)},
+        {"ConfiguracionGen.Modo_Entrada", 3U, {}},
+        {"ConfiguracionGen.Modo_Entrada", 4U, {}},
+        {"ConfiguracionGen.Modo_Entrada", 10U, Value(10U)},
+        {"PIDsSalida.0.1.Seleccionado", 0U, Value(0U)},
+        {"PIDsSalida.0.1.Seleccionado", 1U, Value(1U)},
+        {"PIDsSalida.0.1.Seleccionado", 2U, {}},
+        {"Red.TSID_Out", 0U, Value(0U)},
+        {"Red.ONID_Out", 1U, {}},
+        {"Red.NetworkName", "Red 1", "Red 1"},
+        {"Red.NetworkName", "", ""},
+        {"Red.NetworkName", "Red al 100%", "Red%al 100%"},
+        {"Red.NetworkName", " %%", "%%%"},
+        {"Red.NetworkName", "100% de", {}},
+        {"Red.NetworkName", "%", {}},
+        {"Red.NetworkName", "quince bytes ..", {}},
+        {"Red.NetworkName", std::string("a\0b", 3), {}},
+        {"Red.NetworkName", 5U, {}},
+    };
+    for (const auto& each : kCases)
+        EXPECT_EQ(value_to_send(named(each.name), each.wanted), each.sent) << each.name;
+}
+
 TEST(Consequence, IsNamedForWhatNeedsAConfirmation) {
     constexpr char kClock[] = "sets the clock of the module";
     constexpr char kFactory[] = "resets the module to its factory configuration";
@@ -260,6 +320,10 @@ TEST(Consequence, IsNamedForWhatNeedsAConfirmation) {
         "resets the network of the module, which may then have another address";
     for (unsigned code = 0; code <= 255; ++code) {
         std::string_view expected;
+        if (code == 17)
+            expected = "stores the same value in RFOut.Cofdm_Off, too";
+        if (code == 71)
+            expected = "stores the country's defaults in all that depends on the country";
         if (code >= 68 && code <= 70)
             expected = kNetwork;
         if (code == 72 || code == 73)
@@ -275,6 +339,32 @@ TEST(Consequence, IsNamedForWhatNeedsAConfirmation) {
             EXPECT_EQ(consequence_of({.command = command, .info = {first, 0}}), "") << code;
     }
     EXPECT_EQ(consequence_of({.command = 3}), "");
+}
+
+TEST(Consequence, OfAWriteIsThatOfItsRequest) {
+    std::set<std::string> reaching;
+    for (const Parameter& parameter : parameters()) {
+        const Request request = {.command = 3, .info = {parameter.write->code, 0}};
+        EXPECT_EQ(reaches(parameter), consequence_of(request)) << parameter.name;
+        if (!reaches(parameter).empty())
+            reaching.insert(parameter.name);
+    }
+    EXPECT_THAT(reaching, ElementsAre("ConfiguracionGen.Country", "ConfiguracionGen.Ip_Address",
+                                      "ConfiguracionGen.Ip_Gateway", "ConfiguracionGen.Ip_Mask",
+                                      "EntradaAV.1.Audio_Bitrate"));
+}
+
+TEST(Patience, IsAMinuteForScriptsAndForTheCountryAndElse5Seconds) {
+    for (unsigned code = 0; code <= 255; ++code) {
+        const bool is_long = (code >= 68 && code <= 71) || code == 80;
+        const auto first = static_cast<std::uint8_t>(code);
+        EXPECT_EQ(patience_for({.command = 3, .info = {first, 0}}),
+                  std::chrono::seconds(is_long ? 60 : 5))
+            << code;
+        EXPECT_EQ(patience_for({.command = 3, .info = {first}}), std::chrono::seconds(5)) << code;
+        EXPECT_EQ(patience_for({.command = 1, .info = {first, 0}}), std::chrono::seconds(5))
+            << code;
+    }
 }
 
 std::string written(const Item& item) {
