@@ -42,6 +42,7 @@ Item item_at(const Field& field, Info bytes) {
         case Kind::true_if_zero:
             return {name, bytes[0] == 0};
         case Kind::number:
+        case Kind::remainder:
         case Kind::code:
         case Kind::toggle:
         case Kind::sub_command:
