@@ -12,12 +12,13 @@
 #include <cwchar>
 
 #include "master/bytes.h"
+#include "zondarctl/waiting.h"
 
 namespace zondarctl {
 
 namespace {
 
-constexpr int kSchema = 1;
+constexpr int kSchema = 2;
 
 struct StageRow {
     Stage stage;
@@ -27,8 +28,10 @@ struct StageRow {
 
 // clang-format off
 constexpr StageRow kStages[] = {
+    {Stage::resolve, "resolve", kNoConnection},
     {Stage::lock, "lock", kLocked},
     {Stage::connect, "connect", kNoConnection},
+    {Stage::resync, "resync", kNoAnswer},
     {Stage::answer, "answer", kNoAnswer},
     {Stage::code, "code", kWrongCode},
     {Stage::sequence, "sequence", kWrongSequence},
@@ -36,6 +39,8 @@ constexpr StageRow kStages[] = {
     {Stage::refused, "refused", kRefusedOrDifferent},
 };
 // clang-format on
+
+constexpr const char* kOutcomes[] = {"", "not sent", "not taken", "unknown"};
 
 // The first character of a text in UTF-8.
 struct Character {
@@ -80,7 +85,126 @@ std::size_t width_of(std::string_view text) {
         std::ranges::count_if(text, [](unsigned char c) { return (c & 0xC0U) != 0x80; }));
 }
 
-std::string aligned(const std::vector<TextLine>& lines, bool color) {
+Json envelope(const Report& report, std::string_view command, const std::optional<Target>& target,
+              Elapsed elapsed) {
+    Json object = {{"schema", kSchema}};
+    object["target"] = target ? Json(fmt::format("{}:{}", target->host, target->port)) : Json();
+    if (target && !target->name.empty())
+        object["name"] = target->name;
+    object["command"] = command;
+    object["ok"] = !report.error;
+    object["elapsed_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
+    object["data"] = report.data;
+    if (report.error) {
+        Json error = {{"stage", report.error->stage}};
+        put_text(error, "message", report.error->message);
+        if (report.error->outcome != Outcome::none)
+            error["outcome"] = kOutcomes[static_cast<std::size_t>(report.error->outcome)];
+        object["error"] = error;
+    }
+    return object;
+}
+
+std::string json_text(const Json& json, const Style& style) {
+    return json.dump(style.compact ? -1 : 2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+void put_error(const std::string& message) {
+    const Waiting::Pause pause;
+    write_text(stderr, fmt::format("zondarctl: {}\n", printable(message)));
+}
+
+void put_answer(const std::string& text) {
+    const Waiting::Pause pause;
+    if (!write_text(stdout, text))
+        put_error(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
+}
+
+// The headings of all rows, each once, in the order in which they come.
+std::vector<std::string> headings_of(const std::vector<ModuleReport>& modules) {
+    std::vector<std::string> headings;
+    for (const ModuleReport& module : modules) {
+        for (const auto& [heading, content] : module.report.row) {
+            if (std::ranges::find(headings, heading) == headings.end())
+                headings.push_back(heading);
+        }
+    }
+    return headings;
+}
+
+std::vector<TextLine> table_of(const std::vector<ModuleReport>& modules) {
+    const std::vector<std::string> headings = headings_of(modules);
+    const bool failures = std::ranges::any_of(
+        modules, [](const auto& each) { return each.report.error.has_value(); });
+    TextLine first{{"module"}, TextLine::Look::heading};
+    first.cells.insert(first.cells.end(), headings.begin(), headings.end());
+    if (failures)
+        first.cells.emplace_back("error");
+    std::vector<TextLine> lines = {first};
+    for (const auto& [target, report, elapsed] : modules) {
+        TextLine line{{printable(name_of(target))}};
+        for (const std::string& heading : headings) {
+            const auto cell =
+                std::ranges::find(report.row, heading, &decltype(report.row)::value_type::first);
+            line.cells.push_back(cell == report.row.end() ? "-" : cell->second);
+        }
+        if (failures)
+            line.cells.push_back(report.error ? printable(report.error->message) : "");
+        line.look = report.status == kDone ? TextLine::Look::plain : TextLine::Look::alert;
+        lines.push_back(std::move(line));
+    }
+    return lines;
+}
+
+}  // namespace
+
+void Report::fail(const Failure& failure) {
+    const auto* const its = std::ranges::find(kStages, failure.stage(), &StageRow::stage);
+    fail(its->status, its->name, failure.what());
+    error->outcome = failure.outcome();
+    error->of_module = true;
+}
+
+void Report::fail_to_read_back(const Failure& failure) {
+    fail(failure);
+    error->outcome = Outcome::unknown;
+    error->message = "sent, but not read back: " + error->message;
+}
+
+void Report::fail(int new_status, const std::string& stage, const std::string& message) {
+    status = new_status;
+    error = Error{stage, message};
+}
+
+bool color_wanted() {
+    const char* const refused = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+}
+
+void print(const Report& report, std::string_view command, const std::optional<Target>& target,
+           Elapsed elapsed, const Style& style) {
+    put_answer(style.json ? json_text(envelope(report, command, target, elapsed), style)
+                          : text_of(report.lines, style.color));
+    if (report.error && report.error->of_module && target)
+        put_error(fmt::format("{}: {}", name_of(*target), report.error->message));
+    else if (report.error)
+        put_error(report.error->message);
+}
+
+void print(const std::vector<ModuleReport>& modules, std::string_view command,
+           const std::string& heading, const Style& style) {
+    if (!style.json) {
+        put_answer((heading.empty() ? "" : heading + "\n") +
+                   text_of(table_of(modules), style.color));
+        return;
+    }
+    Json list = Json::array();
+    for (const auto& [target, report, elapsed] : modules)
+        list.push_back(envelope(report, command, target, elapsed));
+    put_answer(json_text(list, style));
+}
+
+std::string text_of(const std::vector<TextLine>& lines, bool color) {
     std::string text;
     for (std::size_t first = 0; first < lines.size();) {
         const std::size_t count = lines[first].cells.size();
@@ -106,57 +230,6 @@ std::string aligned(const std::vector<TextLine>& lines, bool color) {
         }
     }
     return text;
-}
-
-Json envelope(const Report& report, std::string_view command,
-              const std::optional<std::string>& target,
-              std::chrono::steady_clock::duration elapsed) {
-    Json object = {{"schema", kSchema}};
-    object["target"] = target ? Json(*target) : Json();
-    object["command"] = command;
-    object["ok"] = !report.error;
-    object["elapsed_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
-    object["data"] = report.data;
-    if (report.error) {
-        Json error = {{"stage", report.error->stage}};
-        put_text(error, "message", report.error->message);
-        object["error"] = error;
-    }
-    return object;
-}
-
-void put_error(const std::string& message) {
-    write_text(stderr, fmt::format("zondarctl: {}\n", printable(message)));
-}
-
-}  // namespace
-
-void Report::fail(const Failure& failure) {
-    const auto* const row = std::ranges::find(kStages, failure.stage(), &StageRow::stage);
-    fail(row->status, row->name, failure.what());
-}
-
-void Report::fail(int new_status, const std::string& stage, const std::string& message) {
-    status = new_status;
-    error = Error{stage, message};
-}
-
-bool color_wanted() {
-    const char* const refused = std::getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
-}
-
-void print(const Report& report, std::string_view command, const std::optional<std::string>& target,
-           std::chrono::steady_clock::duration elapsed, const Style& style) {
-    const std::string text = style.json ? envelope(report, command, target, elapsed)
-                                                  .dump(style.compact ? -1 : 2, ' ', false,
-                                                        Json::error_handler_t::replace) +
-                                              "\n"
-                                        : aligned(report.lines, style.color);
-    if (!write_text(stdout, text))
-        put_error(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
-    if (report.error)
-        put_error(report.error->message);
 }
 
 bool write_text(std::FILE* stream, std::string_view text) {

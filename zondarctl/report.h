@@ -13,6 +13,7 @@
 
 #include "master/answers.h"
 #include "master/failure.h"
+#include "master/targets.h"
 
 namespace zondarctl {
 
@@ -42,6 +43,8 @@ class UsageError : public std::runtime_error {
 struct Error {
     std::string stage;
     std::string message;
+    Outcome outcome = Outcome::none;  // of what was to change something
+    bool of_module = false;           // the message is about the module that was asked
 };
 
 // One line for people; the cells of neighbouring lines with as many of them are aligned.
@@ -54,6 +57,8 @@ struct TextLine {
 struct Report {
     Json data = Json::object();
     std::vector<TextLine> lines = {};
+    // Heading and content of each column, where several modules are shown as a table.
+    std::vector<std::pair<std::string, std::string>> row = {};
     int status = kDone;
     std::optional<Error> error = {};
 
@@ -62,6 +67,8 @@ struct Report {
     }
     // The error becomes the report's, and with it the status.
     void fail(const Failure& failure);
+    // The same when something was changed before, and only its outcome could not be seen.
+    void fail_to_read_back(const Failure& failure);
     void fail(int new_status, const std::string& stage, const std::string& message);
 };
 
@@ -72,13 +79,30 @@ struct Style {
     bool color = false;
 };
 
+using Elapsed = std::chrono::steady_clock::duration;
+
+// What a command has to say of one of the modules that it asked.
+struct ModuleReport {
+    Target target;
+    Report report;
+    Elapsed elapsed;
+};
+
 // True when standard output is a terminal that may be coloured.
 bool color_wanted();
 
 // The report on standard output, its error in one line on standard error. What standard output does
 // not take is an error of its own there, and leaves the stream's error indicator set.
-void print(const Report& report, std::string_view command, const std::optional<std::string>& target,
-           std::chrono::steady_clock::duration elapsed, const Style& style);
+void print(const Report& report, std::string_view command, const std::optional<Target>& target,
+           Elapsed elapsed, const Style& style);
+
+// The same of several modules: a table with a row for each, below `heading` if there is one, or a
+// list.
+void print(const std::vector<ModuleReport>& modules, std::string_view command,
+           const std::string& heading, const Style& style);
+
+// The lines of a report as people read them, aligned.
+std::string text_of(const std::vector<TextLine>& lines, bool color = false);
 
 // On standard output or standard error. False when not all could be written; what was asked of the
 // module is done all the same.

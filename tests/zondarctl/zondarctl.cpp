@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <sstream>
+
+#include "tests/support/files.h"
 
 namespace {
 
@@ -18,12 +21,23 @@ std::string zondarctl_path() {
     return ZONDARCTL;
 }
 
+ProgramRun keep_json(ProgramRun run) {
+    static std::atomic<int> count = 0;
+    if (!run.out.starts_with('{') && !run.out.starts_with('['))
+        return run;
+    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+    write_file(std::string(ZONDAR_PRINTED_JSON) + "/" + test.test_suite_name() + "." + test.name() +
+                   "." + std::to_string(++count),
+               run.out);
+    return run;
+}
+
 ProgramRun run_zondarctl(const std::vector<std::string>& words, const std::string& input) {
-    return run_program(with_path(words), input);
+    return keep_json(run_program(with_path(words), input));
 }
 
 ProgramRun zondarctl_on_terminal(const std::vector<std::string>& words, const std::string& typed) {
-    return run_on_terminal(with_path(words), typed);
+    return keep_json(run_on_terminal(with_path(words), typed));
 }
 
 nlohmann::ordered_json json_of(const std::vector<std::string>& words, int status) {

@@ -13,6 +13,9 @@ ProgramRun run_zondarctl(const std::vector<std::string>& words, const std::strin
 ProgramRun zondarctl_on_terminal(const std::vector<std::string>& words,
                                  const std::string& typed = "");
 
+// Keeps what it printed, if that is JSON, for the test behind all tests that validates it.
+ProgramRun keep_json(ProgramRun run);
+
 // Its path.
 std::string zondarctl_path();
 
