@@ -61,26 +61,27 @@ bool is_optional(const Field& field) {
     return field.layout == Layout::slave_identity && field.name != kMac;
 }
 
-Report run_slave_command(const Options& options, const protocol::Subcommand& action,
-                         const std::map<std::string, std::string>& arguments) {
+Run asking_as_slave(const protocol::Subcommand& action,
+                    const std::map<std::string, std::string>& arguments) {
     Items told;
     for (const Field& field : protocol::fields(action.request)) {
         if (has_item(field))
             told.push_back(item_of(field, arguments.at(field.name)));
     }
-    const Request request = action_request(action.name, told);
-    Session session(options.settings);
-    const Items items = action_answer(session.ask(request));
-    Report report{.data = to_json(items)};
-    if (items.empty())
-        report.line({"sent; the module does not say whether it was stored"});
-    put_lines(report, items);
-    const bool refused = std::ranges::any_of(items, [](const Item& item) {
-        return item.name == "registered" && !std::get<bool>(item.value);
-    });
-    if (refused)
-        report.fail(kRefusedOrDifferent, "refused", "the module could not register the slave");
-    return report;
+    return [request = action_request(action.name, told)](const Options& options) {
+        Session session(options.settings);
+        const Items items = action_answer(session.ask(request));
+        Report report{.data = to_json(items)};
+        if (items.empty())
+            report.line({"sent; the module does not say whether it was stored"});
+        put_lines(report, items);
+        const bool refused = std::ranges::any_of(items, [](const Item& item) {
+            return item.name == "registered" && !std::get<bool>(item.value);
+        });
+        if (refused)
+            report.fail(kRefusedOrDifferent, "refused", "the module could not register the slave");
+        return report;
+    };
 }
 
 }  // namespace zondarctl

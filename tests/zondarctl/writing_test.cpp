@@ -5,6 +5,7 @@
 #include <atomic>
 #include <ctime>
 #include <map>
+#include <regex>
 #include <sstream>
 
 #include "tests/support/contents.h"
@@ -72,6 +73,13 @@ std::vector<Row> numbers_of(const std::vector<std::string>& tables) {
     return numbers;
 }
 
+// The answer of a module whose block has zeros alone.
+Bytes block(std::uint8_t number) {
+    Bytes info(number == 1 ? 114 : 185);
+    info[0] = number;
+    return frame(1, info);
+}
+
 // As an SQL literal.
 std::string cell(const std::string& name) {
     return contents().at(name);
@@ -88,25 +96,20 @@ struct Outcome {
     std::string stored;  // in its cell
 };
 
-// Sets it, and finds all that is promised of that.
+// Sets it, whatever it means, and finds all that is promised of that.
 void expect_set(const Row& row, const std::string& value, const Json& as_json,
                 const Outcome& outcome) {
     SCOPED_TRACE(row.name + " " + value);
     const bool fails = row.block != 0 && !outcome.matches;
-    const Json json = json_of({"--yes", "set", row.name, value}, fails ? 1 : 0);
+    const Json json = json_of({"--yes", "--any", "set", row.name, value}, fails ? 1 : 0);
     EXPECT_EQ(json["command"], "set");
     EXPECT_EQ(json["ok"], !fails);
-    EXPECT_EQ(json["data"]["name"], row.name);
-    EXPECT_EQ(json["data"]["value"], as_json);
-    const Json& read_back = json["data"]["read_back"];
-    if (row.block == 0) {
-        EXPECT_EQ(read_back, Json::array());
-    } else {
-        EXPECT_EQ(read_back[0]["name"], row.name);
-        EXPECT_EQ(read_back[0]["value"], outcome.read);
-        EXPECT_EQ(read_back[0]["matches"], outcome.matches);
-        EXPECT_EQ(read_back.size(), row.name == "EntradaAV.1.Audio_Bitrate" ? 2U : 1U);
-    }
+    const Json& parameters = json["data"]["parameters"];
+    ASSERT_EQ(parameters.size(), 1U);
+    EXPECT_EQ(parameters[0]["name"], row.name);
+    EXPECT_EQ(parameters[0]["value"], as_json);
+    EXPECT_EQ(parameters[0]["read_back"], row.block == 0 ? Json() : outcome.read);
+    EXPECT_EQ(parameters[0]["matches"], row.block == 0 ? Json() : Json(outcome.matches));
     EXPECT_EQ(json.contains("error"), fails);
     if (fails) {
         EXPECT_EQ(json["error"]["stage"], "read_back");
@@ -140,7 +143,7 @@ void expect_round_trips(const std::vector<Row>& rows) {
             expect_set(row, std::to_string(value), value, outcome_of(row, value));
         // What no block shows is stored as it was sent.
         const std::string original = row.block == 0 ? before.at(row.cell) : originals.at(row.name);
-        EXPECT_EQ(run_zondarctl({"set", row.name, original}).status, 0);
+        EXPECT_EQ(run_zondarctl({"--yes", "--any", "set", row.name, original}).status, 0);
     }
     EXPECT_THAT(changes(before, contents()), IsEmpty());
 }
@@ -151,19 +154,29 @@ class Writing : public testing::Test {
 };
 
 TEST_F(Writing, TakesTheNumbersOfTheInputsThereAndBack) {
-    // 17 also writes the byte that turns the RF output off.
-    const Contents before = contents();
-    const Json json = json_of({"set", "EntradaAV.1.Audio_Bitrate", "7"});
-    EXPECT_EQ(json["data"]["read_back"], Json::parse(R"([
-        {"name": "EntradaAV.1.Audio_Bitrate", "value": 7, "matches": true},
-        {"name": "RFOut.Cofdm_Off", "value": 7, "matches": true}])"));
-    EXPECT_THAT(changes(before, contents()),
-                ElementsAre("EntradaAV 1 Audio_Bitrate: 4 -> 7", "RFOut 1 Cofdm_Off: 0 -> 7"));
-    const ProgramRun run = run_zondarctl({"set", "EntradaAV.1.Audio_Bitrate", "4"});
-    EXPECT_EQ(run.out,
-              "EntradaAV.1.Audio_Bitrate  4  read back\n"
-              "RFOut.Cofdm_Off            4  read back\n");
     expect_round_trips(numbers_of({"EntradaAV"}));
+}
+
+// The write of the audio bitrate switches the output, too, which is set back behind it.
+TEST_F(Writing, KeepsTheOutputOnWhenAnAudioBitrateIsSet) {
+    const Contents before = contents();
+    const ProgramRun run = run_zondarctl({"-v", "--yes", "set", "EntradaAV.1.Audio_Bitrate", "7"});
+    EXPECT_EQ(run.out, "EntradaAV.1.Audio_Bitrate  7  read back, was 4\n");
+    EXPECT_THAT(run.err, HasSubstr("Tx: " + to_hex(frame(3, {17, 7})) + "\nRx: " +
+                                   to_hex(frame(3)) + "\nTx: " + to_hex(frame(3, {18, 0}))));
+    EXPECT_THAT(changes(before, contents()), ElementsAre("EntradaAV 1 Audio_Bitrate: 4 -> 7"));
+    // Unless it is told what that shall be.
+    EXPECT_EQ(
+        run_zondarctl({"--yes", "set", "RFOut.Cofdm_Off=1", "EntradaAV.1.Audio_Bitrate=2"}).out,
+        "RFOut.Cofdm_Off            1  read back, was 0\n"
+        "EntradaAV.1.Audio_Bitrate  2  read back, was 7\n");
+    EXPECT_EQ(cell("RFOut 1 Cofdm_Off"), "1");
+    const Words words = {"set", "EntradaAV.1.Audio_Bitrate", "3"};
+    const ProgramRun no = zondarctl_on_terminal(words, "n\n");
+    EXPECT_EQ(no.status, 2);
+    EXPECT_THAT(no.out, HasSubstr("127.0.0.1:8001: this passes RFOut.Cofdm_Off through 3 for a "
+                                  "moment. Go on? [y/N] "));
+    EXPECT_EQ(cell("EntradaAV 1 Audio_Bitrate"), "2");
 }
 
 TEST_F(Writing, TakesTheNumbersOfTheOutputThereAndBack) {
@@ -200,7 +213,7 @@ TEST_F(Writing, TakesTheTextsThereAndBack) {
                    {"\xC3\xB1 \xEF\xBF\xBD", true, "'\xC3\xB1 \xA5'"});
         // The first per cent sign becomes a blank.
         expect_set(row, "5%%", "5%%", {"5 %", false, "'5 %'"});
-        EXPECT_EQ(run_zondarctl({"--yes", "set", row.name, original}).status, 0);
+        EXPECT_EQ(run_zondarctl({"--yes", "--any", "set", row.name, original}).status, 0);
     }
     EXPECT_THAT(changes(before, contents()), IsEmpty());
 }
@@ -216,28 +229,65 @@ TEST_F(Writing, KnowsEveryParameterOfTheList) {
     EXPECT_THAT(listed, testing::UnorderedElementsAreArray(known));
 }
 
-TEST_F(Writing, ChangesChannelAndFrequencyTogether) {
+TEST_F(Writing, ChangesChannelAndFrequencyTogetherAndSaysSo) {
     const struct {
-        const char* name;
-        const char* value;
-        const char* channel;
-        const char* frequency;
+        Words words;
+        const char* out;
     } cases[] = {
-        {"RFOut.Canal_Salida", "30", "30", "546000"},
-        {"RFOut.Frecuencia", "500000", "24", "500000"},
-        {"RFOut.Canal_Salida", "100", "100", "736500"},
-        {"RFOut.Frecuencia", "1", "0", "1"},
-        {"RFOut.Canal_Salida", "21", "21", "474000"},
+        {{"RFOut.Canal_Salida", "30"},
+         "RFOut.Canal_Salida  30      read back, was 21\n"
+         "RFOut.Frecuencia    546000  changed with it, was 474000\n"},
+        {{"RFOut.Frecuencia", "500000"},
+         "RFOut.Frecuencia    500000  read back, was 546000\n"
+         "RFOut.Canal_Salida  24      changed with it, was 30\n"},
+        {{"--any", "RFOut.Canal_Salida", "100"},
+         "RFOut.Canal_Salida  100     read back, was 24\n"
+         "RFOut.Frecuencia    736500  changed with it, was 500000\n"},
+        {{"--any", "RFOut.Frecuencia", "1"},
+         "RFOut.Frecuencia    1  read back, was 736500\n"
+         "RFOut.Canal_Salida  0  changed with it, was 100\n"},
+        {{"RFOut.Canal_Salida", "21"},
+         "RFOut.Canal_Salida  21      read back, was 0\n"
+         "RFOut.Frecuencia    474000  changed with it, was 1\n"},
     };
     for (const auto& each : cases) {
-        SCOPED_TRACE(each.value);
-        const ProgramRun run = run_zondarctl({"set", each.name, each.value});
+        SCOPED_TRACE(each.out);
+        Words words = {"set"};
+        words.insert(words.end(), each.words.begin(), each.words.end());
+        const ProgramRun run = run_zondarctl(words);
         EXPECT_EQ(run.status, 0);
-        EXPECT_EQ(run.out, std::string(each.name) + "  " + each.value + "  read back\n");
-        EXPECT_EQ(run_zondarctl({"get", "RFOut.Canal_Salida", "RFOut.Frecuencia"}).out,
-                  std::string("RFOut.Canal_Salida  ") + each.channel + "\nRFOut.Frecuencia    " +
-                      each.frequency + "\n");
+        EXPECT_EQ(run.out, each.out);
     }
+}
+
+// By the country that the module has, or has by then.
+TEST_F(Writing, TakesChannelsAndFrequenciesOfTheCountry) {
+    const struct {
+        Words assignments;
+        const char* problem;
+    } cases[] = {
+        {{"RFOut.Canal_Salida=70"}, "RFOut.Canal_Salida takes a channel of Spain: 2 to 69, not 70"},
+        {{"RFOut.Frecuencia=469999"},
+         "RFOut.Frecuencia takes a frequency of Spain: 47000 to 68000, 118000 to 173875, 174000 to "
+         "229875, 230000 to 299875, 302000 to 445875, 470000 to 862000 kHz, not 469999"},
+        {{"RFOut.Canal_Salida=13", "ConfiguracionGen.Country=Australia"},
+         "RFOut.Canal_Salida takes a channel of Australia: 6 to 12, 28 to 69, not 13"},
+    };
+    const Contents before = contents();
+    for (const auto& each : cases) {
+        Words words = {"--yes", "set"};
+        words.insert(words.end(), each.assignments.begin(), each.assignments.end());
+        const ProgramRun run = run_zondarctl(words);
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.err, std::string("zondarctl: 127.0.0.1:8001: ") + each.problem +
+                               "; --any sends it all the same\n");
+    }
+    EXPECT_THAT(changes(before, contents()), IsEmpty());
+    EXPECT_EQ(run_zondarctl(
+                  {"--yes", "set", "RFOut.Canal_Salida=28", "ConfiguracionGen.Country=australia"})
+                  .status,
+              0);
+    EXPECT_EQ(cell("RFOut 1 Frecuencia"), "529500");
 }
 
 TEST_F(Writing, SaysWhatItFound) {
@@ -247,42 +297,52 @@ TEST_F(Writing, SaysWhatItFound) {
         const char* out;
         const char* err;
     } cases[] = {
-        {{"set", "EntradaAV.0.Brillo", "7"}, 0, "EntradaAV.0.Brillo  7  read back\n", ""},
-        {{"set", "entradaav.0.BRILLO", "0x10"}, 0, "EntradaAV.0.Brillo  16  read back\n", ""},
-        {{"set", "EntradaAV.0.Brillo", "007"}, 0, "EntradaAV.0.Brillo  7  read back\n", ""},
-        {{"set", "ConfiguracionGen.Modo_Entrada", "3"},
+        {{"EntradaAV.0.Brillo", "7"}, 0, "EntradaAV.0.Brillo  7  read back, was 51\n", ""},
+        {{"entradaav.0.BRILLO", "0x10"}, 0, "EntradaAV.0.Brillo  16  read back, was 7\n", ""},
+        {{"EntradaAV.0.Brillo", "016"}, 0, "EntradaAV.0.Brillo  16  read back\n", ""},
+        {{"ConfiguracionGen.Modo_Entrada", "3"},
          0,
-         "ConfiguracionGen.Modo_Entrada  10  read back\n",
+         "ConfiguracionGen.Modo_Entrada  10  read back, was 0\n",
          ""},
-        {{"set", "ServiciosSalida.0.Nombre", "Canal Tres"},
+        {{"ServiciosSalida.0.Nombre", "Canal Tres"},
          0,
-         "ServiciosSalida.0.Nombre  Canal Tres  read back\n",
+         "ServiciosSalida.0.Nombre  Canal Tres  read back, was Canal Uno\n",
          ""},
-        {{"set", "ServiciosSalida.0.Nombre", "--", "-v"},
+        {{"ServiciosSalida.0.Nombre", "--", "-v"},
          0,
-         "ServiciosSalida.0.Nombre  -v  read back\n",
+         "ServiciosSalida.0.Nombre  -v  read back, was Canal Tres\n",
          ""},
-        {{"set", "ServiciosSalida.0.Nombre", "5%"},
+        {{"ServiciosSalida.0.Nombre", "a=b"},
+         0,
+         "ServiciosSalida.0.Nombre  a=b  read back, was -v\n",
+         ""},
+        {{"ServiciosSalida.0.Nombre", "--any", "5%"},
          1,
-         "ServiciosSalida.0.Nombre  5   read back\n",
-         "zondarctl: ServiciosSalida.0.Nombre is 5  instead of 5%\n"},
-        {{"set", "Red.TSID_Out", "21"},
+         "ServiciosSalida.0.Nombre  5   read back, was a=b\n",
+         "zondarctl: 127.0.0.1:8001: ServiciosSalida.0.Nombre is 5  instead of 5%: the first per cent sign of a text is stored as a blank\n"},
+        {{"ServiciosSalida.0.Nombre", "Al 5%"},
+         0,
+         "ServiciosSalida.0.Nombre  Al 5%  read back, was 5\n",
+         ""},
+        {{"Red.TSID_Out", "21", "--any"},
          1,
          "Red.TSID_Out  0  read back\n",
-         "zondarctl: Red.TSID_Out is 0 instead of 21\n"},
-        {{"set", "PIDsSalida.1.2.Seleccionado", "2"},
+         "zondarctl: 127.0.0.1:8001: Red.TSID_Out is 0 instead of 21: the module takes it and never stores it\n"},
+        {{"--any", "PIDsSalida.1.2.Seleccionado", "2"},
          1,
-         "PIDsSalida.1.2.Seleccionado  0  read back\n",
-         "zondarctl: PIDsSalida.1.2.Seleccionado is 0 instead of 2\n"},
-        {{"set", "ConfiguracionGen.Lcd_Bloqueo", "2"},
+         "PIDsSalida.1.2.Seleccionado  0  read back, was 1\n",
+         "zondarctl: 127.0.0.1:8001: PIDsSalida.1.2.Seleccionado is 0 instead of 2: it would read back as 0\n"},
+        {{"ConfiguracionGen.Lcd_Bloqueo", "1"},
          0,
-         "ConfiguracionGen.Lcd_Bloqueo  2  sent; no answer of the module holds it, so it was not "
+         "ConfiguracionGen.Lcd_Bloqueo  1  sent; no answer of the module holds it, so it was not "
          "read back\n",
          ""},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(testing::PrintToString(each.words));
-        const ProgramRun run = run_zondarctl(each.words);
+        Words words = {"set"};
+        words.insert(words.end(), each.words.begin(), each.words.end());
+        const ProgramRun run = run_zondarctl(words);
         EXPECT_EQ(run.status, each.status);
         EXPECT_EQ(run.out, each.out);
         EXPECT_EQ(run.err, each.err);
@@ -292,35 +352,110 @@ TEST_F(Writing, SaysWhatItFound) {
     const ProgramRun run = run_zondarctl({"set", "Red.NID", "7"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "Red.NID  0  read back\n");
-    EXPECT_EQ(run.err, "zondarctl: Red.NID is 0 instead of 7\n");
+    EXPECT_EQ(run.err, "zondarctl: 127.0.0.1:8001: Red.NID is 0 instead of 7\n");
+}
+
+// Whatever their order is, each block is read once before and once behind all of them.
+TEST_F(Writing, TakesSeveralValuesInOneSession) {
+    const ProgramRun run =
+        run_zondarctl({"-v", "set", "EntradaAV.*.Bitrate=5000", "IPOut.Ttl=7", "Red.NID=0x11"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out,
+              "EntradaAV.0.Bitrate  5000  read back, was 8000\n"
+              "EntradaAV.1.Bitrate  5000  read back, was 6500\n"
+              "IPOut.Ttl            7     read back, was 16\n"
+              "Red.NID              17    read back, was 1\n");
+    Words requests;
+    for (const std::string& line : lines_of(run.err)) {
+        if (line.starts_with("Tx"))
+            requests.push_back(line.substr(4));
+    }
+    const std::string block_1 = to_hex(frame(1, {1}));
+    const std::string block_2 = to_hex(frame(1, {2}));
+    EXPECT_THAT(requests,
+                ElementsAre(block_1, block_2, to_hex(frame(3, {8, 0x13, 0x88})),
+                            to_hex(frame(3, {16, 0x13, 0x88})), to_hex(frame(3, {39, 0, 17})),
+                            to_hex(frame(3, {48, 7})), block_1, block_2));
+
+    const ProgramRun lines =
+        run_zondarctl({"set", "-"},
+                      "# by night\n\nEntradaAV.0.Brillo=1\r\n  Red.NetworkName =  Mi Red \n"
+                      "ServiciosSalida.0.Nombre   Canal Uno=1\nIPOut.SAP_User =");
+    EXPECT_EQ(lines.status, 0);
+    EXPECT_EQ(lines.out,
+              "EntradaAV.0.Brillo        1            read back, was 51\n"
+              "Red.NetworkName           Mi Red       read back, was Red Local\n"
+              "ServiciosSalida.0.Nombre  Canal Uno=1  read back, was Canal Uno\n"
+              "IPOut.SAP_User                         read back, was cabecera\n");
 }
 
 TEST(Set, TellsWhenItCouldNotReadBack) {
     const Peer peer([](const Peer::Accept& accept) {
-        answer_in_turn(accept, {frame(3, {})});
+        answer_in_turn(accept, {block(1), block(2), frame(3, {})});
         answer_with(accept, {});
     });
     const ProgramRun run = run_zondarctl({"--json", "set", "Red.NID", "7", "-r", "0", "-t", "20"});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "zondarctl: sent, but not read back: the module gave no answer\n");
+    EXPECT_EQ(run.err,
+              "zondarctl: 127.0.0.1:8001: sent, but not read back: the module gave no answer\n");
     const Json json = Json::parse(run.out);
     EXPECT_EQ(json["error"]["stage"], "answer");
-    EXPECT_EQ(json["data"], Json::parse(R"({"name": "Red.NID", "value": 7, "read_back": []})"));
+    EXPECT_EQ(json["error"]["outcome"], "unknown");
+    EXPECT_EQ(json["data"], Json::parse(R"({"parameters": [], "changed": []})"));
 }
 
-// A value that goes to two places, and is right in none of them.
-TEST(Set, NamesTheFirstParameterThatIsNotAsItShouldBe) {
-    Bytes block(114);
-    block[0] = 1;
-    const Peer peer([&](const Peer::Accept& accept) {
-        answer_in_turn(accept, {frame(3, {}), frame(1, block), frame(1, block)});
-    });
-    const ProgramRun run = run_zondarctl({"set", "EntradaAV.1.Audio_Bitrate", "7"});
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.out,
-              "EntradaAV.1.Audio_Bitrate  0  read back\n"
-              "RFOut.Cofdm_Off            0  read back\n");
-    EXPECT_EQ(run.err, "zondarctl: EntradaAV.1.Audio_Bitrate is 0 instead of 7\n");
+// What became of a write that failed is said, and told to scripts.
+TEST(Set, TellsTheFateOfAWrite) {
+    const struct {
+        std::vector<Bytes> answers;
+        int status;
+        const char* outcome;
+        const char* message;
+    } cases[] = {
+        {{Bytes()}, 4, "not sent", "the module gave no answer"},
+        {{block(1), block(2), frame(3, Bytes(255))},
+         1,
+         "not taken",
+         "the module refused the request"},
+        {{block(1), block(2), Bytes()},
+         4,
+         "unknown",
+         "sent; the module gave no answer; the module may have carried it out: read it back"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.message);
+        const Peer peer([&](const Peer::Accept& accept) {
+            answer_in_turn(accept, each.answers);
+            answer_with(accept, {});
+        });
+        const Json json = json_of({"set", "Red.NID", "7", "-r", "0", "-t", "20"}, each.status);
+        EXPECT_EQ(json["error"]["outcome"], each.outcome);
+        EXPECT_EQ(json["error"]["message"], std::string(each.message));
+    }
+    EXPECT_EQ(json_of({"set", "Red.NID", "7"}, 3)["error"]["outcome"], "not sent");
+    EXPECT_FALSE(json_of({"get", "Red.NID"}, 3)["error"].contains("outcome"));
+}
+
+// The longest time that it would wait for something, in seconds begun: as it tells the system.
+int longest_wait(const Words& write) {
+    Words words = {"/usr/bin/strace", "-o", "/tmp/calls", "-e", "trace=poll", zondarctl_path()};
+    words.insert(words.end(), write.begin(), write.end());
+    EXPECT_EQ(run_program(words).status, 0);
+    const std::string calls = read_file("/tmp/calls");
+    int longest = 0;
+    const std::regex poll_call("poll\\(\\[.*\\], [0-9]+, ([0-9]+)\\)");
+    for (std::sregex_iterator at(calls.begin(), calls.end(), poll_call), end; at != end; ++at)
+        longest = std::max(longest, std::stoi((*at)[1]));
+    return (longest + 999) / 1000;
+}
+
+TEST_F(Writing, WaitsLongerForWhatTakesLonger) {
+    EXPECT_EQ(longest_wait({"set", "Red.NID", "7"}), 5);
+    EXPECT_EQ(longest_wait({"--yes", "country", "France"}), 60);
+    EXPECT_EQ(longest_wait({"--yes", "set", "ConfiguracionGen.Ip_Mask", "255.0.0.0"}), 60);
+    EXPECT_EQ(longest_wait({"--yes", "reset-factory"}), 60);
+    EXPECT_EQ(longest_wait({"--yes", "raw", "3", "50", "00"}), 60);
+    EXPECT_EQ(longest_wait({"--yes", "reset-factory", "-t", "4"}), 4);
 }
 
 // All that must not reach a module finds this one.
@@ -357,29 +492,48 @@ TEST_F(Untouched, ByValuesThatDoNotFit) {
         Words value;
         const char* message;
     } cases[] = {
-        {{kBrillo, "256"}, "256 is beyond the 255 that EntradaAV.0.Brillo can hold"},
-        {{kBrillo, "0x100"}, "0x100 is beyond the 255 that EntradaAV.0.Brillo can hold"},
-        {{kBrillo, "4294967296"}, "4294967296 is beyond the 255 that EntradaAV.0.Brillo can hold"},
-        {{kBrillo, "-1"}, "'-1' is no number"},
-        {{kBrillo, "--", "-1"}, "'-1' is no number"},
-        {{kBrillo, "1x"}, "'1x' is no number"},
-        {{kBrillo, "0x"}, "'0x' is no number"},
-        {{kBrillo, "1.5"}, "'1.5' is no number"},
-        {{kBrillo, " 1"}, "' 1' is no number"},
-        {{kBrillo, ""}, "'' is no number"},
-        {{kLcn, "65536"}, "65536 is beyond the 65535 that ServiciosSalida.0.LCN can hold"},
+        {{kBrillo, "256"}, "EntradaAV.0.Brillo takes 0 to 255, not '256'"},
+        {{kBrillo, "0x100"}, "EntradaAV.0.Brillo takes 0 to 255, not '0x100'"},
+        {{kBrillo, "4294967296"}, "EntradaAV.0.Brillo takes 0 to 255, not '4294967296'"},
+        {{kBrillo, "-1"}, "EntradaAV.0.Brillo takes 0 to 255, not '-1'"},
+        {{kBrillo, "--", "-1"}, "EntradaAV.0.Brillo takes 0 to 255, not '-1'"},
+        {{kBrillo, "1x"}, "EntradaAV.0.Brillo takes 0 to 255, not '1x'"},
+        {{kBrillo, "0x"}, "EntradaAV.0.Brillo takes 0 to 255, not '0x'"},
+        {{kBrillo, "1.5"}, "EntradaAV.0.Brillo takes 0 to 255, not '1.5'"},
+        {{kBrillo, " 1"}, "EntradaAV.0.Brillo takes 0 to 255, not ' 1'"},
+        {{kBrillo, ""}, "EntradaAV.0.Brillo takes 0 to 255, not ''"},
+        {{kLcn, "65536"}, "ServiciosSalida.0.LCN takes 0 to 65535, not '65536'"},
         {{"RFOut.Frecuencia", "16777216"},
-         "16777216 is beyond the 16777215 that RFOut.Frecuencia can hold"},
+         "RFOut.Frecuencia takes 0 to 16777215 kHz, not '16777216'"},
         {{kNombre, "123456789012345"},
-         "'123456789012345' is longer than the 14 bytes of ServiciosSalida.0.Nombre"},
+         "ServiciosSalida.0.Nombre takes a text of at most 14 bytes, not '123456789012345' with 15"},
         // Bytes count, not letters.
         {{kNombre, "\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1"},
-         "'\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1' is longer than the 14 bytes of "
-         "ServiciosSalida.0.Nombre"},
+         "ServiciosSalida.0.Nombre takes a text of at most 14 bytes, not "
+         "'\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1\u00F1' with 16"},
         {{"ConfiguracionGen.Lcd_Codbloqueo", "12345"},
-         "'12345' is longer than the 4 bytes of ConfiguracionGen.Lcd_Codbloqueo"},
-        {{"EntradaAV.3.Brillo", "1"},
-         "no parameter EntradaAV.3.Brillo; there is EntradaAV.0.Brillo"},
+         "ConfiguracionGen.Lcd_Codbloqueo takes a text of at most 4 bytes, not '12345' with 5"},
+        {{"RFOut.Cofdm_Off", "2"},
+         "RFOut.Cofdm_Off takes 0 or 1, not 2; --any sends it all the same"},
+        {{"PIDsSalida.0.1.Seleccionado=3"},
+         "PIDsSalida.0.1.Seleccionado takes 0 or 1, not 3; --any sends it all the same"},
+        {{"IPOut.SAP_Ip", "224.2.127"},
+         "IPOut.SAP_Ip takes an IPv4 address, not '224.2.127'; --any sends it all the same"},
+        {{"ConfiguracionGen.Ip_Mask", "255.0.255.0"},
+         "ConfiguracionGen.Ip_Mask takes a mask such as 255.255.255.0, not '255.0.255.0'; --any "
+         "sends it all the same"},
+        {{"Red.TSID_Out", "5"},
+         "Red.TSID_Out cannot become 5: the module takes it and never stores it; --any sends it "
+         "all the same"},
+        {{kNombre, "5%"},
+         "ServiciosSalida.0.Nombre cannot become '5%': the first per cent sign of a text is stored "
+         "as a blank; --any sends it all the same"},
+        {{kBrillo}, "EntradaAV.0.Brillo has no value"},
+        {{"EntradaAV.0.Brillo=1", "Entradaav.*.Brillo=2"}, "EntradaAV.0.Brillo is given twice"},
+        {{kNombre, "Canal", "Uno"}, "'Uno' is one word too many: quote a text with blanks"},
+        {{"ServiciosSalida.0.Nombre=Canal", "Uno"},
+         "'Uno' is no NAME=VALUE: quote a text with blanks"},
+        {{"-"}, "no NAME=VALUE on standard input"},
     };
     for (const auto& each : cases) {
         Words words = {"--yes", "set"};
@@ -389,12 +543,12 @@ TEST_F(Untouched, ByValuesThatDoNotFit) {
 }
 
 TEST_F(Untouched, ByWhatAScriptDidNotConfirm) {
-    const std::string clock = "this sets the clock of the module: it needs --yes";
+    const std::string clock = "127.0.0.1:8001: this sets the clock of the module: it needs --yes";
     const std::string factory =
-        "this resets the module to its factory configuration: it needs --yes";
+        "127.0.0.1:8001: this resets the module to its factory configuration: it needs --yes";
     const std::string network =
-        "this resets the network of the module, which may then have another address: it needs "
-        "--yes";
+        "127.0.0.1:8001: this resets the network of the module, which may then have another address: "
+        "it needs --yes";
     const std::pair<Words, std::string> cases[] = {
         {{"time", "09.05"}, clock},
         {{"time", "9:5"}, clock},
@@ -409,7 +563,7 @@ TEST_F(Untouched, ByWhatAScriptDidNotConfirm) {
         {{"raw", "0x3", "5000"}, factory},
         {{"set", "ConfiguracionGen.Ip_Address", "192.168.1.51"}, network},
         {{"set", "configuraciongen.ip_mask", "255.255.0.0"}, network},
-        {{"set", "ConfiguracionGen.Ip_Gateway", ""}, network},
+        {{"set", "ConfiguracionGen.Ip_Gateway", "192.168.1.3"}, network},
         {{"raw", "3", "44", "00"}, network},
         {{"raw", "3", "45", "00"}, network},
         {{"raw", "3", "46", "00"}, network},
@@ -421,7 +575,8 @@ TEST_F(Untouched, ByWhatAScriptDidNotConfirm) {
 // A question needs somebody who reads it and can answer.
 TEST_F(Untouched, WithoutATerminalToAskOn) {
     const std::string refusal =
-        "zondarctl: this resets the module to its factory configuration: it needs --yes\n";
+        "zondarctl: 127.0.0.1:8001: this resets the module to its factory configuration: it needs "
+        "--yes\n";
     const std::string reset = zondarctl_path() + " reset-factory";
     const ProgramRun unseen =
         run_on_terminal({"/bin/sh", "-c", "exec " + reset + " 2> /tmp/err"}, "y\n");
@@ -432,6 +587,17 @@ TEST_F(Untouched, WithoutATerminalToAskOn) {
         run_on_terminal({"/bin/sh", "-c", "echo y | " + reset + "; exit $?"});
     EXPECT_EQ(unasked.status, 2);
     EXPECT_EQ(unasked.out, refusal.substr(0, refusal.size() - 1) + "\r\n");
+}
+
+// As of a script's variable that was not set.
+TEST_F(Untouched, ByEmptyWords) {
+    expect_usage_error({"--yes", "country", ""}, "NAME: it is empty");
+    expect_usage_error({"--yes", "time", ""}, "TIME: it is empty");
+    expect_usage_error({"--yes", "date", ""}, "DATE: it is empty");
+    for (const std::string address : {"", "0.0.0.0", "255.255.255.255", "224.0.0.1", "10.0.0.01"})
+        expect_usage_error({"--yes", "set", "ConfiguracionGen.Ip_Address", address},
+                           "ConfiguracionGen.Ip_Address takes an IPv4 address, not '" + address +
+                               "'; --any sends it all the same");
 }
 
 TEST_F(Untouched, ByTimesAndDatesThatAreNone) {
@@ -451,17 +617,18 @@ TEST_F(Untouched, ByTimesAndDatesThatAreNone) {
 }
 
 TEST_F(Untouched, ByCountriesWithoutDefaults) {
-    for (const std::string name : {"Narnia", "spain", "Spai", " Spain", ""}) {
+    for (const std::string name : {"Narnia", "Spai", " Spain", ""}) {
         const std::string message =
-            "the module has no defaults for '" + name +
-            "', only for Australia, France, Great Britain, Italy, Portugal, Spain; with --any it "
-            "is sent all the same, and clears them";
+            "ConfiguracionGen.Country takes a country that it has defaults for: Australia, France, "
+            "Great Britain, Italy, Portugal, Spain, not '" +
+            name + "'; --any sends it all the same";
         if (!name.empty())
             expect_usage_error({"country", name}, message);
         expect_usage_error({"set", "ConfiguracionGen.Country", name}, message);
     }
     expect_usage_error({"country", "--any", "123456789012345"},
-                       "'123456789012345' is longer than the 14 bytes of ConfiguracionGen.Country");
+                       "ConfiguracionGen.Country takes a text of at most 14 bytes, not "
+                       "'123456789012345' with 15");
 }
 
 TEST_F(Untouched, ByWhatNoSlaveCanSend) {
@@ -512,7 +679,7 @@ TEST_F(Untouched, ByWhatNoSlaveCanSend) {
 // Of a terminal the line ends are two bytes.
 TEST_F(Writing, AsksOnATerminalBeforeAReset) {
     const std::string question =
-        "This resets the module to its factory configuration. Go on? [y/N] ";
+        "127.0.0.1:8001: this resets the module to its factory configuration. Go on? [y/N] ";
     const Contents factory = contents();
     EXPECT_EQ(run_zondarctl({"set", "EntradaAV.0.Brillo", "7"}).status, 0);
     const Contents changed = contents();
@@ -530,13 +697,16 @@ TEST_F(Writing, AsksOnATerminalBeforeAReset) {
         const ProgramRun run = zondarctl_on_terminal({"reset-factory"}, typed);
         EXPECT_EQ(run.status, 0);
         EXPECT_THAT(run.out, HasSubstr(question));
-        EXPECT_THAT(run.out, EndsWith("reset to the factory configuration\r\n"));
+        EXPECT_THAT(run.out, EndsWith("reset to the factory configuration\r\n"
+                                      "EntradaAV.0.Brillo  51  reset, was 7\r\n"));
         EXPECT_THAT(changes(factory, contents()), IsEmpty());
     }
     EXPECT_EQ(run_zondarctl({"set", "EntradaAV.0.Brillo", "7"}).status, 0);
     const ProgramRun yes = zondarctl_on_terminal({"reset-factory", "--yes"});
     EXPECT_EQ(yes.status, 0);
-    EXPECT_EQ(yes.out, "reset to the factory configuration\r\n");
+    EXPECT_EQ(yes.out,
+              "reset to the factory configuration\r\n"
+              "EntradaAV.0.Brillo  51  reset, was 7\r\n");
     EXPECT_THAT(changes(factory, contents()), IsEmpty());
 }
 
@@ -553,12 +723,14 @@ TEST_F(Writing, ResetsToTheFactoryConfiguration) {
     }
     EXPECT_EQ(run_zondarctl({"reset-factory", "--yes"}).out,
               "reset to the factory configuration\n");
-    EXPECT_EQ(json_of({"reset-factory", "--yes"})["data"], Json({{"reset", true}}));
+    EXPECT_EQ(json_of({"reset-factory", "--yes"})["data"],
+              Json({{"reset", true}, {"changed", Json::array()}}));
 }
 
 TEST_F(Writing, RebuildsTheNetworkOnlyWhenThatIsConfirmed) {
     const std::string question =
-        "This resets the network of the module, which may then have another address. Go on? "
+        "127.0.0.1:8001: this resets the network of the module, which may then have another address. "
+        "Go on? "
         "[y/N] ";
     const Words address = {"set", "ConfiguracionGen.Ip_Address", "192.168.1.51"};
     const ProgramRun no = zondarctl_on_terminal(address, "n\n");
@@ -568,10 +740,12 @@ TEST_F(Writing, RebuildsTheNetworkOnlyWhenThatIsConfirmed) {
 
     const ProgramRun yes = zondarctl_on_terminal(address, "y\n");
     EXPECT_EQ(yes.status, 0);
-    EXPECT_THAT(yes.out, EndsWith("ConfiguracionGen.Ip_Address  192.168.1.51  read back\r\n"));
+    EXPECT_THAT(
+        yes.out,
+        EndsWith("ConfiguracionGen.Ip_Address  192.168.1.51  read back, was 192.168.1.50\r\n"));
     EXPECT_EQ(read_file("/tmp/interfaces"), "0 192.168.1.51 255.255.255.0 192.168.1.1\n");
     EXPECT_EQ(run_zondarctl({"--yes", "set", "ConfiguracionGen.Ip_Mask", "255.0.0.0"}).out,
-              "ConfiguracionGen.Ip_Mask  255.0.0.0  read back\n");
+              "ConfiguracionGen.Ip_Mask  255.0.0.0  read back, was 255.255.255.0\n");
     EXPECT_EQ(read_file("/tmp/interfaces"), "0 192.168.1.51 255.0.0.0 192.168.1.1\n");
     // "10.0.0.1" and its NUL.
     EXPECT_EQ(run_zondarctl({"--yes", "raw", "3", "46", "31302E302E302E31", "00"}).status, 0);
@@ -623,18 +797,29 @@ TEST_F(Writing, ChangesTheCountryAndWhatDependsOnIt) {
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);
         const Contents before = contents();
-        const ProgramRun run = through_set
-                                   ? run_zondarctl({"set", "ConfiguracionGen.Country", each.name})
-                                   : run_zondarctl({"country", each.name});
+        const ProgramRun run =
+            through_set ? run_zondarctl({"--yes", "set", "ConfiguracionGen.Country", each.name})
+                        : run_zondarctl({"--yes", "country", each.name});
         through_set = !through_set;
         EXPECT_EQ(run.status, 0);
         EXPECT_EQ(run.err, "");
-        EXPECT_EQ(run.out, std::string("ConfiguracionGen.Country  ") + each.name + "  read back\n");
+        EXPECT_THAT(lines_of(run.out)[0], MatchesRegex(std::string("ConfiguracionGen\\.Country +") +
+                                                       each.name + " +read back(, was .*)?"));
+        // What no answer of the module holds is not shown.
+        EXPECT_EQ(lines_of(run.out).size(),
+                  1 + std::ranges::count_if(each.changes, [](const std::string& change) {
+                      return change.find("Country") == std::string::npos &&
+                             change.find("Codtimezone") == std::string::npos &&
+                             change.find("Idtimezone") == std::string::npos &&
+                             change.find("Language") == std::string::npos;
+                  }));
         EXPECT_THAT(changes(before, contents()), ElementsAreArray(each.changes));
     }
-    const Json json = json_of({"country", "Narnia", "--any"});
-    EXPECT_EQ(json["data"]["read_back"], Json::parse(R"([
-        {"name": "ConfiguracionGen.Country", "value": "Narnia", "matches": true}])"));
+    const Json json = json_of({"--yes", "country", "Narnia", "--any"});
+    EXPECT_EQ(json["data"]["parameters"], Json::parse(R"([{"name": "ConfiguracionGen.Country",
+        "value": "Narnia", "read_back": "Narnia", "matches": true}])"));
+    EXPECT_EQ(json["data"]["changed"][0], Json::parse(R"({"name": "EntradaAV.0.Bitrate",
+        "unit": "kbit/s", "meaning": "video bitrate", "old": 7000, "new": 8000})"));
     EXPECT_EQ(cell("ConfiguracionGen 1 Country"), "'Narnia'");
     EXPECT_EQ(cell("ConfiguracionGen 1 Language"), "''");
     EXPECT_EQ(cell("RFOut 1 Canal_Salida"), "0");
@@ -650,7 +835,7 @@ TEST_F(Writing, TellsThatTheClockIsAnotherThanItWasSetTo) {
     const ProgramRun run = run_zondarctl(set_time);
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.out, MatchesRegex("[0-9]{2}\\.[0-9]{2}\n"));
-    EXPECT_THAT(run.err, HasSubstr("\nzondarctl: the time of the module is " +
+    EXPECT_THAT(run.err, HasSubstr("\nzondarctl: 127.0.0.1:8001: the time of the module is " +
                                    run.out.substr(0, 5) + " instead of " + wanted + "\n"));
     EXPECT_THAT(run.err, HasSubstr("Tx: A5 03 00 00 00 06 48 " + to_hex(text_bytes(wanted))));
     EXPECT_EQ(json_of(set_time, 1)["error"]["stage"], "read_back");
@@ -880,7 +1065,7 @@ TEST(Slave, IsNotRegisteredByAModuleThatRefuses) {
     const Peer peer([&](const Peer::Accept& accept) { answer_with(accept, frame(3, info)); });
     const ProgramRun run = run_zondarctl({"slave", "register", "0a1b2c3d4e5f"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, "zondarctl: the module could not register the slave\n");
+    EXPECT_EQ(run.err, "zondarctl: 127.0.0.1:8001: the module could not register the slave\n");
     EXPECT_THAT(run.out, EndsWith("registered  no\n"));
     const Json json = json_of({"slave", "register", "0a1b2c3d4e5f"}, 1);
     EXPECT_EQ(json["ok"], false);
