@@ -1,12 +1,12 @@
 // `db check`: whether two database files are what the daemon reads, looking at them only.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <memory>
 #include <optional>
 #include <sstream>
-#include <utility>
 
 #include "master/layout.h"
 #include "protocol/description.h"
@@ -147,7 +147,8 @@ void check_rows(sqlite3* database, const char* table, Problems& problems) {
 }
 
 // The rows as the daemon reads them: by position, whatever the columns are called.
-void put_rows(Report& report, const queltdb::Table& table, const Rows& found, Json& rows) {
+Json json_of(const queltdb::Table& table, const Rows& found) {
+    Json rows = Json::array();
     for (const auto& texts : found) {
         Json row = Json::object();
         for (std::size_t i = 0; i < std::min(texts.size(), table.columns.size()); ++i) {
@@ -156,43 +157,48 @@ void put_rows(Report& report, const queltdb::Table& table, const Rows& found, Js
                 put_text(row, name, *texts[i]);
             else
                 row[name] = nullptr;
-            report.line({i == 0 ? "  -" : "", name, texts[i] ? printable(*texts[i]) : "NULL"});
         }
         rows.push_back(row);
     }
+    return rows;
 }
 
-void check_table(Report& report, sqlite3* database, const queltdb::Table& table, Json& tables) {
+void put_rows(Report& report, const queltdb::Table& table, const Rows& found) {
+    for (const auto& texts : found) {
+        for (std::size_t i = 0; i < std::min(texts.size(), table.columns.size()); ++i)
+            report.line({i == 0 ? "  -" : "", table.columns[i].name,
+                         texts[i] ? printable(*texts[i]) : "NULL"});
+    }
+}
+
+void check_table(Report& report, sqlite3* database, const queltdb::Table& table, bool all,
+                 Json& tables) {
     Problems problems;
-    Json entry = {{"name", table.name}};
-    Json rows = Json::array();
-    std::vector<TextLine> before = std::exchange(report.lines, {});
+    Rows rows;
     try {
         const Rows columns = rows_of(database, fmt::format("PRAGMA table_info({})", table.name));
         check_columns(table, columns, problems);
         if (!columns.empty()) {
             check_rows(database, table.name, problems);
-            put_rows(report, table, rows_of(database, fmt::format("SELECT * FROM {}", table.name)),
-                     rows);
+            rows = rows_of(database, fmt::format("SELECT * FROM {}", table.name));
         }
     } catch (const std::runtime_error& problem) {
         problems.emplace_back(problem.what());
     }
-    const std::vector<TextLine> shown_rows = std::exchange(report.lines, std::move(before));
     report.line({fmt::format("{}: {} row{}", table.name, rows.size(), rows.size() == 1 ? "" : "s")},
                 TextLine::Look::heading);
     for (const std::string& problem : problems)
         report.line({"  " + printable(problem)}, TextLine::Look::alert);
-    report.lines.insert(report.lines.end(), shown_rows.begin(), shown_rows.end());
-    entry["problems"] = problems;
-    entry["rows"] = rows;
-    tables.push_back(entry);
+    if (all)
+        put_rows(report, table, rows);
+    tables.push_back(
+        {{"name", table.name}, {"problems", problems}, {"rows", json_of(table, rows)}});
     if (!problems.empty() && !report.error)
         report.fail(kRefusedOrDifferent, "database",
                     fmt::format("{}: {}", table.name, problems[0]));
 }
 
-void check_database(Report& report, const std::string& path,
+void check_database(Report& report, const std::string& path, bool all,
                     std::initializer_list<const queltdb::Table*> tables) {
     const Database database = open_database(path);
     Json entry = {{"path", path}, {"problems", Json::array()}, {"tables", Json::array()}};
@@ -211,7 +217,7 @@ void check_database(Report& report, const std::string& path,
     // Of a file that is no database nothing more can be said.
     if (entry["problems"].empty()) {
         for (const queltdb::Table* table : tables)
-            check_table(report, database.get(), *table, entry["tables"]);
+            check_table(report, database.get(), *table, all, entry["tables"]);
     } else if (!report.error) {
         report.fail(kRefusedOrDifferent, "database",
                     fmt::format("{}: {}", path, entry["problems"][0].get<std::string>()));
@@ -219,16 +225,42 @@ void check_database(Report& report, const std::string& path,
     report.data["databases"].push_back(entry);
 }
 
+std::size_t faults_of(const Json& database) {
+    std::size_t faults = database["problems"].size();
+    for (const Json& table : database["tables"])
+        faults += table["problems"].size();
+    return faults;
+}
+
+void put_verdict(Report& report) {
+    std::size_t faults = 0;
+    Words ill;
+    for (const Json& database : report.data["databases"]) {
+        if (const std::size_t its = faults_of(database); its != 0) {
+            faults += its;
+            ill.push_back(database["path"]);
+        }
+    }
+    report.data["faults"] = faults;
+    if (faults == 0)
+        report.line({"sound: both databases are what the daemon reads"});
+    else
+        report.line({fmt::format("{} fault{} in {}", faults, faults == 1 ? "" : "s",
+                                 printable(fmt::format("{}", fmt::join(ill, " and "))))},
+                    TextLine::Look::alert);
+}
+
 }  // namespace
 
-Report check_databases(const std::string& conf, const std::string& temp) {
+Report check_databases(const std::string& conf, const std::string& temp, bool all) {
     using namespace queltdb;
     Report report{.data = {{"databases", Json::array()}}};
-    check_database(report, conf,
+    check_database(report, conf, all,
                    {&tConfiguracionGen::kTable, &tEntradaAV::kTable, &tRFOut::kTable,
                     &tServiciosSalida::kTable, &tPIDsSalida::kTable, &tRed::kTable, &tIPOut::kTable,
                     &tEsclavosModulo::kTable});
-    check_database(report, temp, {&tAlarmasEstado::kTable, &tBitrate_Nulos::kTable});
+    check_database(report, temp, all, {&tAlarmasEstado::kTable, &tBitrate_Nulos::kTable});
+    put_verdict(report);
     return report;
 }
 

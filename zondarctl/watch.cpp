@@ -1,27 +1,16 @@
 // `watch`: the status again and again.
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
-#include <atomic>
-#include <csignal>
+#include <algorithm>
 #include <ctime>
 
 #include "zondarctl/commands.h"
+#include "zondarctl/interrupt.h"
 
 namespace zondarctl {
 
 namespace {
-
-std::atomic<bool> ended = false;
-static_assert(std::atomic<bool>::is_always_lock_free);
-
-// A second Ctrl-C ends the program at once, whatever it waits for.
-void end_on_signals() {
-    struct sigaction action {};
-    action.sa_handler = [](int) { ended = true; };
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-}
 
 // Cut short by a signal.
 void wait_for(double seconds) {
@@ -31,6 +20,14 @@ void wait_for(double seconds) {
     time.tv_nsec = static_cast<long>((seconds - static_cast<double>(time.tv_sec)) * kNanoseconds);
     nanosleep(&time, nullptr);
 }
+
+// 2026-11-22T10:00:00+01:00, in the zone of this machine.
+std::string time_now() {
+    std::string text = fmt::format("{:%Y-%m-%dT%H:%M:%S%z}", fmt::localtime(std::time(nullptr)));
+    return text.insert(text.size() - 2, ":");
+}
+
+using Show = std::function<void(const Report&, Elapsed)>;
 
 // What is not as it was before stands out.
 void mark_changes(Report& now, const Report& before) {
@@ -48,43 +45,137 @@ void mark_changes(Report& now, const Report& before) {
     }
 }
 
-}  // namespace
+// Whole pictures, one after the other.
+class Pictures {
+  public:
+    Pictures(std::string whom, const Show& show) : whom_(std::move(whom)), show_(show) {}
+
+    void take(const Report& status, Elapsed elapsed) {
+        Report picture = status;
+        mark_changes(picture, before_);
+        before_ = status;
+        put(std::move(picture), elapsed);
+    }
+    void lose(const Failure& failure, Elapsed elapsed) {
+        Report picture;
+        picture.fail(failure);
+        put(std::move(picture), elapsed);
+    }
+
+  private:
+    void put(Report picture, Elapsed elapsed) {
+        const std::string time = time_now();
+        picture.data["time"] = time;
+        picture.lines.insert(picture.lines.begin(), {{fmt::format("# {} at {}", whom_, time)}});
+        show_(picture, elapsed);
+    }
+
+    std::string whom_;
+    const Show& show_;
+    Report before_;
+};
+
+// A line for each change: of a value, from none to the first one, and of whether there are answers.
+class Changes {
+  public:
+    Changes(const std::string& whom, const Show& show) : show_(show) {
+        const std::string time = time_now();
+        put({{"time", time}}, fmt::format("# {} since {}", whom, time), Elapsed());
+    }
+
+    void take(const Report& status, Elapsed elapsed) {
+        const std::string time = time_now();
+        if (losses_ != 0)
+            put({{"time", time}, {"lost", false}, {"losses", losses_}},
+                fmt::format("{}  answers again, losses: {}", time, losses_), elapsed);
+        losses_ = 0;
+        const auto width_of = [](const TextLine& line) { return line.cells[0].size(); };
+        const std::size_t width = width_of(*std::ranges::max_element(status.lines, {}, width_of));
+        for (std::size_t i = 0; i < status.lines.size(); ++i) {
+            const TextLine& line = status.lines[i];
+            const std::string& name = line.cells[0];
+            const Json old = before_.data.value(name, Json());
+            if (old == status.data[name])
+                continue;
+            put({{"time", time}, {"name", name}, {"old", old}, {"new", status.data[name]}},
+                fmt::format("{}  {:{}}  {}{}", time, name, width,
+                            old.is_null() ? "" : before_.lines[i].cells[1] + " -> ", line.cells[1]),
+                elapsed, line.look);
+        }
+        before_ = status;
+    }
+    // Only the first of several is a change.
+    void lose(const Failure& failure, Elapsed elapsed) {
+        if (++losses_ != 1)
+            return;
+        const std::string time = time_now();
+        Report lost;
+        lost.fail(failure);
+        put({{"time", time},
+             {"lost", true},
+             {"stage", lost.error->stage},
+             {"message", lost.error->message}},
+            fmt::format("{}  lost: {}", time, printable(lost.error->message)), elapsed,
+            TextLine::Look::alert);
+    }
+
+  private:
+    void put(const Json& data, const std::string& text, Elapsed elapsed,
+             TextLine::Look look = TextLine::Look::plain) {
+        Report change{.data = data};
+        change.line({text}, look);
+        show_(change, elapsed);
+    }
+
+    const Show& show_;
+    Report before_;
+    unsigned losses_ = 0;  // since the last answer
+};
 
 // A loss ends nothing: the module may come back. But from one that replays nothing more is asked.
-Report watch(const Options& options, const WatchOptions& how,
-             const std::function<void(const Report&, std::chrono::steady_clock::duration)>& show) {
-    end_on_signals();
+template <typename Teller>
+Report watched(const Options& options, const WatchOptions& how, Teller teller) {
     unsigned exchanges = 0;
     unsigned answers = 0;
-    Report before;
-    while (!ended && exchanges < how.count.value_or(UINT32_MAX)) {
+    while (!interrupted() && exchanges < how.count.value_or(UINT32_MAX)) {
         if (exchanges != 0)
             wait_for(how.interval);
-        if (ended)
+        if (interrupted())
             break;
         ++exchanges;
         const auto start = std::chrono::steady_clock::now();
-        Report now;
+        const auto elapsed = [&] { return std::chrono::steady_clock::now() - start; };
         try {
-            now = show_status(options);
+            const Report status = show_status(options);
             ++answers;
-            const Report unmarked = now;
-            mark_changes(now, before);
-            before = unmarked;
+            teller.take(status, elapsed());
         } catch (const Replay&) {
             throw;
         } catch (const Failure& failure) {
-            now.fail(failure);
+            if (!interrupted())
+                teller.lose(failure, elapsed());
         }
-        if (!ended || !now.error)
-            show(now, std::chrono::steady_clock::now() - start);
     }
+    const std::string sum =
+        fmt::format("{} exchanges, {} answers, {} losses", exchanges, answers, exchanges - answers);
     Report summary;
-    summary.data = {
-        {"exchanges", exchanges}, {"answers", answers}, {"losses", exchanges - answers}};
-    summary.line({fmt::format("{} exchanges, {} answers, {} losses", exchanges, answers,
-                              exchanges - answers)});
+    summary.data = {{"time", time_now()},
+                    {"exchanges", exchanges},
+                    {"answers", answers},
+                    {"losses", exchanges - answers}};
+    summary.line({how.changes ? fmt::format("# {}", sum) : sum});
+    if (exchanges != 0 && answers == 0)
+        summary.fail(kNoAnswer, "answer", "every exchange was lost");
     return summary;
+}
+
+}  // namespace
+
+Report watch(const Options& options, const WatchOptions& how, const Show& show) {
+    heed_interrupts();
+    if (how.changes)
+        return watched(options, how, Changes(options.whom, show));
+    return watched(options, how, Pictures(options.whom, show));
 }
 
 }  // namespace zondarctl

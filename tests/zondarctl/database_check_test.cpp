@@ -27,10 +27,35 @@ class DatabaseCheck : public testing::Test {
         return Database(kTempDb).value("SELECT count(*) FROM alarmasEstado");
     }
     static ProgramRun check() { return run_zondarctl({"db", "check", kConfDb, kTempDb}); }
+    static ProgramRun check_all() {
+        return run_zondarctl({"db", "check", kConfDb, kTempDb, "--all"});
+    }
 };
 
-TEST_F(DatabaseCheck, ShowsPeopleTheRows) {
+TEST_F(DatabaseCheck, FitsAScreenForSoundFiles) {
     const ProgramRun run = check();
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.out,
+              "/quelt/db/config_local.sqlite\n"
+              "ConfiguracionGen: 1 row\n"
+              "EntradaAV: 2 rows\n"
+              "RFOut: 1 row\n"
+              "ServiciosSalida: 2 rows\n"
+              "PIDsSalida: 4 rows\n"
+              "Red: 1 row\n"
+              "IPOut: 1 row\n"
+              "EsclavosModulo: 0 rows\n"
+              "/quelt/db/temp_local.sqlite\n"
+              "alarmasEstado: " +
+                  rows_of_states() +
+                  " rows\n"
+                  "Bitrate_Nulos: 1 row\n"
+                  "sound: both databases are what the daemon reads\n");
+}
+
+TEST_F(DatabaseCheck, ShowsPeopleTheRows) {
+    const ProgramRun run = check_all();
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.err, "");
     EXPECT_TRUE(
@@ -65,7 +90,8 @@ TEST_F(DatabaseCheck, ShowsPeopleTheRows) {
                                    "     EstadoPendienteRE  0\n"
                                    "  -  idalarmasEstado    2\n"));
     EXPECT_THAT(run.out, HasSubstr("     Nivel            -5\n"
-                                   "     Fecha            2024-02-03 09:05:00\n"));
+                                   "     Fecha            2024-02-03 09:05:00\n"
+                                   "sound: both databases are what the daemon reads\n"));
 }
 
 TEST_F(DatabaseCheck, ShowsScriptsTheRows) {
@@ -73,6 +99,7 @@ TEST_F(DatabaseCheck, ShowsScriptsTheRows) {
     EXPECT_EQ(answer["command"], "db check");
     EXPECT_EQ(answer["target"], nullptr);
     const Json& databases = answer["data"]["databases"];
+    EXPECT_EQ(answer["data"]["faults"], 0);
     ASSERT_EQ(databases.size(), 2);
     std::vector<std::string> tables;
     for (const Json& database : databases) {
@@ -101,7 +128,7 @@ TEST_F(DatabaseCheck, ShowsTextsOfAnyKind) {
     Database(kConfDb).run(
         "UPDATE Red SET NetworkName = CAST(x'45737061F161' AS TEXT), NIT_File = NULL, "
         "Proveedor = 'uno' || char(27) || 'dos'");
-    const ProgramRun run = check();
+    const ProgramRun run = check_all();
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.out, HasSubstr("     NetworkName        Espa\\xF1a\n"));
     EXPECT_THAT(run.out, HasSubstr("     NIT_File           NULL\n"
@@ -230,7 +257,20 @@ TEST_F(DatabaseCheck, TellsWhatIsWrongWithATable) {
         EXPECT_EQ(run.err, std::string("zondarctl: ") + damage.problem + "\n");
         const std::string problem = damage.problem;
         EXPECT_THAT(run.out, HasSubstr("\n  " + problem.substr(problem.find(": ") + 2) + "\n"));
+        EXPECT_THAT(lines_of(run.out).back(), MatchesRegex(std::string("[1-9][0-9]* faults? in ") +
+                                                           (damage.conf ? kConfDb : kTempDb)));
     }
+}
+
+TEST_F(DatabaseCheck, CountsTheFaultsOfBothFiles) {
+    Database(kConfDb).run("DROP TABLE RFOut; DROP TABLE IPOut");
+    EXPECT_EQ(lines_of(check().out).back(), "2 faults in " + kConfDb);
+    Database(kTempDb).run("DROP TABLE Bitrate_Nulos");
+    EXPECT_EQ(lines_of(check().out).back(), "3 faults in " + kConfDb + " and " + kTempDb);
+    EXPECT_EQ(lines_of(check_all().out).back(), "3 faults in " + kConfDb + " and " + kTempDb);
+    make_board();
+    write_file(kTempDb, std::string(5000, 'x'));
+    EXPECT_EQ(lines_of(check().out).back(), "1 fault in " + kTempDb);
 }
 
 TEST_F(DatabaseCheck, TellsScriptsAllThatIsWrong) {
@@ -241,6 +281,7 @@ TEST_F(DatabaseCheck, TellsScriptsAllThatIsWrong) {
     EXPECT_EQ(answer["error"], Json::parse(R"({"stage": "database", "message":
         "RFOut: column 15 is Canal, and is read as Canal_Salida"})"));
     const Json& tables = answer["data"]["databases"][0]["tables"];
+    EXPECT_EQ(answer["data"]["faults"], 4);
     EXPECT_EQ(tables[2]["problems"], Json::parse(R"([
         "column 15 is Canal, and is read as Canal_Salida"])"));
     EXPECT_EQ(tables[2]["rows"].size(), 2);

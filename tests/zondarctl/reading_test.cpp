@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <csignal>
 #include <ctime>
 #include <regex>
 
@@ -11,8 +9,8 @@
 #include "tests/support/frames.h"
 #include "tests/support/peer.h"
 #include "tests/support/protocol_document.h"
-#include "tests/support/wait.h"
 #include "tests/zondarctl/running_daemon.h"
+#include "tests/zondarctl/status_of_module.h"
 #include "tests/zondarctl/zondarctl.h"
 
 namespace {
@@ -20,7 +18,6 @@ namespace {
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 
 using Json = nlohmann::ordered_json;
 using Words = std::vector<std::string>;
@@ -35,22 +32,9 @@ std::string now_as(const char* format) {
     return text;
 }
 
-void set_state(const std::string& name, const std::string& value) {
-    run_elsewhere(kTempDb,
-                  "UPDATE alarmasEstado SET valor = '" + value + "' WHERE nombre = '" + name + "'");
-}
-
 const Bytes kIdentification = frame(
     4, hex("5A 4E 44 02 04 5A 4E 44 32 41 56 2D 54 01 03 03 01 5A 4E 32 30 32 34 30 30 30 31 32 33"
            "30 30 31 61 32 62 33 63 34 64 35 65 00 00 00 00 00 00 00"));
-
-// Of a module with these alarms and this null packet level, and 0 for all else.
-Bytes status_answer(std::uint8_t alarms, std::uint8_t level = 0) {
-    Bytes info(28);
-    info[1] = alarms;
-    info[15] = level;
-    return frame(0, info);
-}
 
 class Reading : public testing::Test {
   protected:
@@ -359,9 +343,10 @@ TEST_F(Reading, TellsWhyAParameterCannotBeGot) {
         {{"configuraciongen.lcd_codbloqueo"},
          "ConfiguracionGen.Lcd_Codbloqueo cannot be read back: no answer of the module holds it"},
         {{"ConfiguracionGen.brillo"},
-         "no parameter ConfiguracionGen.brillo; there is EntradaAV.0.Brillo"},
-        {{"EntradaAV.2.Bitrate"}, "no parameter EntradaAV.2.Bitrate; there is EntradaAV.0.Bitrate"},
-        {{"SAP_Time"}, "no parameter SAP_Time; there is IPOut.SAP_Time"},
+         "no parameter ConfiguracionGen.brillo; did you mean EntradaAV.0.Brillo or EntradaAV.1.Brillo?"},
+        {{"EntradaAV.2.Bitrate"},
+         "no parameter EntradaAV.2.Bitrate; did you mean EntradaAV.0.Bitrate or "
+         "EntradaAV.1.Bitrate?"},
         {{"EntradaAV.0.Brillo", "Red.Nothing"},
          "no parameter Red.Nothing; `zondarctl list` has them all"},
         {{""}, "no parameter ; `zondarctl list` has them all"},
@@ -428,7 +413,7 @@ TEST(Dump, KeepsWhatAModuleHasAnsweredBeforeItFellSilent) {
     });
     const ProgramRun run = run_zondarctl({"dump", "-t", "20"});
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.err, "zondarctl: the module gave no answer\n");
+    EXPECT_EQ(run.err, "zondarctl: 127.0.0.1:8001: the module gave no answer\n");
     const Json json = Json::parse(run.out);
     EXPECT_EQ(json["ok"], false);
     EXPECT_EQ(json["error"]["stage"], "answer");
@@ -442,7 +427,7 @@ TEST(Dump, KeepsWhatAModuleHasAnsweredBeforeItFellSilent) {
 TEST(Dump, IsADocumentWithoutAModule) {
     const ProgramRun run = run_zondarctl({"dump"});
     EXPECT_EQ(run.status, 3);
-    EXPECT_EQ(run.err, "zondarctl: no connection: Connection refused\n");
+    EXPECT_EQ(run.err, "zondarctl: 127.0.0.1:8001: no connection: Connection refused\n");
     const Json json = Json::parse(run.out);
     EXPECT_EQ(json["error"]["stage"], "connect");
     for (const char* const part :
@@ -465,286 +450,6 @@ TEST(Dump, GoesOnBehindAPartThatFails) {
     EXPECT_TRUE(json["data"]["identification"].is_null());
     EXPECT_EQ(json["data"]["status"]["alarms"], Json::array());
     EXPECT_TRUE(json["data"]["configuration_1"].is_null());
-}
-
-// label=value[unit][;warn[;crit[;min[;max]]]], as the graphing programs read it.
-constexpr char kPluginLine[] =
-    "ZONDAR (OK|WARNING|CRITICAL|UNKNOWN) - [^|\n]+"
-    "( \\|( [a-z_0-9]+=-?[0-9]+(\\.[0-9]+)?(s|%|[KMGT]?B|c)?(;[0-9.]*){0,4})+)?\n";
-
-TEST_F(Reading, ChecksAsAMonitoringPlugin) {
-    const struct {
-        std::vector<std::string> alarms;  // that are on
-        Words warn;
-        int status;
-        const char* begin;
-    } cases[] = {
-        {{}, {}, 0, "ZONDAR OK - no alarms | time="},
-        {{}, {"hw"}, 0, "ZONDAR OK - no alarms | time="},
-        {{"hw"}, {}, 2, "ZONDAR CRITICAL - alarma_hw | time="},
-        {{"in"}, {}, 2, "ZONDAR CRITICAL - alarma_in | time="},
-        {{"cod"}, {}, 2, "ZONDAR CRITICAL - alarma_cod | time="},
-        {{"si"}, {}, 2, "ZONDAR CRITICAL - alarma_si | time="},
-        {{"mod"}, {}, 2, "ZONDAR CRITICAL - alarma_mod | time="},
-        {{"ip"}, {}, 2, "ZONDAR CRITICAL - alarma_ip | time="},
-        {{"in"}, {"in"}, 1, "ZONDAR WARNING - alarma_in | time="},
-        {{"in", "ip"}, {"ip", "in"}, 1, "ZONDAR WARNING - alarma_in, alarma_ip | time="},
-        {{"in", "ip"}, {"ip"}, 2, "ZONDAR CRITICAL - alarma_in, alarma_ip | time="},
-        {{"hw"}, {"in"}, 2, "ZONDAR CRITICAL - alarma_hw | time="},
-    };
-    for (const auto& each : cases) {
-        run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor = '0' WHERE nombre LIKE 'alarma%'");
-        for (const std::string& alarm : each.alarms)
-            set_state("alarma_" + alarm, "1");
-        Words words = {"check"};
-        for (const std::string& alarm : each.warn)
-            words.insert(words.end(), {"--warn", "alarma_" + alarm});
-        SCOPED_TRACE(each.begin + testing::PrintToString(words));
-        const ProgramRun run = run_zondarctl(words);
-        EXPECT_EQ(run.status, each.status);
-        EXPECT_EQ(run.err, "");
-        EXPECT_EQ(run.out.substr(0, std::string(each.begin).size()), each.begin);
-        EXPECT_TRUE(std::regex_match(run.out, std::regex(kPluginLine))) << run.out;
-        EXPECT_THAT(run.out, HasSubstr("s alarms=" + std::to_string(each.alarms.size()) +
-                                       ";;;0;6 input_sync=5 "));
-    }
-    const Json data = json_of({"check"}, 2)["data"];
-    EXPECT_EQ(data["state"], "CRITICAL");
-    EXPECT_EQ(data["alarms"], Json::array({"alarma_hw"}));
-    EXPECT_EQ(json_of({"check"}, 2)["ok"], true);
-    EXPECT_THAT(run_zondarctl({"check"}).out,
-                HasSubstr(" tv_system_1=34 tv_system_2=33 hdmi_1=33 hdsdi_1=34 hdmi_2=1 hdsdi_2=0 "
-                          "null_level=-5 multiplex_1=160 multiplex_total=16 multiplex_2=178 "
-                          "multiplex_net=16 ip_total=0 ip_0=0 ip_1=0 player=0\n"));
-}
-
-TEST(Check, IsCriticalWithoutAModuleAndUnknownWithoutAnAnswerToTheQuestion) {
-    const struct {
-        Words words;
-        int status;
-        const char* out;
-    } cases[] = {
-        {{"check"}, 2, "ZONDAR CRITICAL - no connection: Connection refused\n"},
-        {{"check", "--warn", "alarma_in"},
-         2,
-         "ZONDAR CRITICAL - no connection: Connection refused\n"},
-        {{"check", "--nothing"},
-         3,
-         "ZONDAR UNKNOWN - The following argument was not expected: --nothing\n"},
-        {{"check", "--port", "0"}, 3, "ZONDAR UNKNOWN - --port: Value 0 not in range 1 to 65535\n"},
-    };
-    for (const auto& each : cases) {
-        SCOPED_TRACE(testing::PrintToString(each.words));
-        const ProgramRun run = run_zondarctl(each.words);
-        EXPECT_EQ(run.status, each.status);
-        EXPECT_EQ(run.out, each.out);
-        EXPECT_THAT(run.err, MatchesRegex("zondarctl: [^\n]+\n"));
-    }
-    const Json json = json_of({"check"}, 2);
-    EXPECT_EQ(json["ok"], false);
-    EXPECT_EQ(json["data"], Json({{"state", "CRITICAL"}}));
-    EXPECT_EQ(json["error"]["stage"], "connect");
-}
-
-TEST(Check, PrintsOneLineWhateverTheModuleSays) {
-    const Peer peer(
-        [](const Peer::Accept& accept) { answer_with(accept, frame(0, hex("01 02 03"))); });
-    const ProgramRun run = run_zondarctl({"check", "-r", "0"});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_TRUE(std::regex_match(run.out, std::regex(kPluginLine))) << run.out;
-    EXPECT_EQ(run.out, "ZONDAR CRITICAL - an answer to another request\n");
-}
-
-TEST_F(Reading, WatchesAndSumsUp) {
-    const ProgramRun run = run_zondarctl({"watch", "--count", "3", "-n", "0"});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.err, "");
-    const std::string once = run_zondarctl({"status"}).out;
-    EXPECT_EQ(run.out, once + once + once + "3 exchanges, 3 answers, 0 losses\n");
-
-    const std::vector<std::string> lines =
-        lines_of(run_zondarctl({"--json", "watch", "--count", "2", "-n", "0"}).out);
-    ASSERT_EQ(lines.size(), 3U);
-    for (const std::size_t i : {0U, 1U}) {
-        const Json json = Json::parse(lines[i]);
-        EXPECT_EQ(json["command"], "watch");
-        EXPECT_EQ(json["ok"], true);
-        EXPECT_EQ(json["data"]["null_level"], -5);
-        EXPECT_EQ(json["data"]["changed"], Json::array());
-    }
-    EXPECT_EQ(Json::parse(lines[2])["data"],
-              Json::parse(R"({"exchanges": 2, "answers": 2, "losses": 0})"));
-}
-
-TEST(Watch, TellsWhatChangedAndCountsLosses) {
-    Bytes damaged = status_answer(0);
-    damaged.back() ^= 1U;
-    const std::vector<Bytes> answers = {status_answer(0), status_answer(0b10, 0x85), damaged,
-                                        status_answer(0b10, 0x85), status_answer(0, 0x85)};
-    const auto module = [&](const Peer::Accept& accept) { answer_in_turn(accept, answers); };
-    const Words words = {"watch", "--count", "5", "-n", "0", "-r", "0", "-t", "20"};
-    {
-        const Peer peer(module);
-        Words as_json = words;
-        as_json.emplace_back("--json");
-        const ProgramRun run = run_zondarctl(as_json);
-        EXPECT_EQ(run.status, 0);
-        EXPECT_EQ(run.err, "zondarctl: wrong checksum or CRC in the answer\n");
-        const std::vector<std::string> lines = lines_of(run.out);
-        ASSERT_EQ(lines.size(), 6U);
-        const auto changed = [&](std::size_t i) {
-            return Json::parse(lines[i])["data"]["changed"];
-        };
-        EXPECT_EQ(changed(0), Json::array());
-        EXPECT_EQ(changed(1), Json::parse(R"(["alarma_in", "null_level"])"));
-        EXPECT_EQ(Json::parse(lines[2])["error"]["stage"], "code");
-        EXPECT_EQ(Json::parse(lines[2])["ok"], false);
-        EXPECT_EQ(changed(3), Json::array());
-        EXPECT_EQ(changed(4), Json::array({"alarma_in"}));
-        EXPECT_EQ(Json::parse(lines[5])["data"],
-                  Json::parse(R"({"exchanges": 5, "answers": 4, "losses": 1})"));
-    }
-    const Peer peer(module);
-    const ProgramRun run = run_zondarctl(words);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.out, HasSubstr("alarma_in        yes  was no\n"));
-    EXPECT_THAT(run.out, HasSubstr("alarma_in        no  was yes\n"));
-    EXPECT_THAT(run.out, HasSubstr("null_level       -5   was 0\n"));
-    EXPECT_THAT(run.out, testing::EndsWith("\n5 exchanges, 4 answers, 1 losses\n"));
-    EXPECT_THAT(run.out, Not(HasSubstr("\033")));
-}
-
-constexpr char kHome[] = "\033[H\033[J";
-
-TEST(Watch, ShowsChangesInPlaceOnATerminal) {
-    const std::vector<Bytes> answers = {status_answer(0), status_answer(0b10, 0x85),
-                                        status_answer(0b10, 0x85)};
-    for (const bool colored : {true, false}) {
-        SCOPED_TRACE(colored);
-        const Peer peer([&](const Peer::Accept& accept) { answer_in_turn(accept, answers); });
-        Words words = {"/usr/bin/env",
-                       colored ? "NO_COLOR=" : "NO_COLOR=1",
-                       zondarctl_path(),
-                       "watch",
-                       "--count",
-                       "3",
-                       "-n",
-                       "0"};
-        const ProgramRun run = run_on_terminal(words);
-        EXPECT_EQ(run.status, 0);
-        std::vector<std::string> pictures;
-        for (std::size_t at = run.out.find(kHome); at != std::string::npos;) {
-            const std::size_t next = run.out.find(kHome, at + 1);
-            pictures.push_back(run.out.substr(at, next - at));
-            at = next;
-        }
-        ASSERT_EQ(pictures.size(), 3U);
-        EXPECT_THAT(pictures[0], HasSubstr("alarma_in        no\r\n"));
-        EXPECT_THAT(pictures[1],
-                    HasSubstr(colored ? "\033[1;31malarma_in        yes  was no\033[0m\r\n"
-                                      : "\nalarma_in        yes  was no\r\n"));
-        EXPECT_THAT(pictures[1], HasSubstr(colored ? "\033[1mnull_level       -5   was 0\033[0m\r\n"
-                                                   : "\nnull_level       -5   was 0\r\n"));
-        EXPECT_THAT(pictures[2], HasSubstr(colored ? "\033[1;31malarma_in        yes\033[0m\r\n"
-                                                   : "\nalarma_in        yes\r\n"));
-        EXPECT_THAT(pictures[2], HasSubstr("\nnull_level       -5\r\n"));
-        EXPECT_THAT(pictures[2], HasSubstr("\r\n3 exchanges, 3 answers, 0 losses\r\n"));
-    }
-}
-
-// The watch of a user who sends it to a file, until `meanwhile` is done and Ctrl-C is pressed.
-ProgramRun watched(const std::function<void()>& meanwhile) {
-    return run_program(
-        {"/bin/sh", "-c",
-         "exec " + zondarctl_path() + " --json watch -n 0.01 > /tmp/watch.out 2> /tmp/watch.err"},
-        "", [&](int pid) {
-            meanwhile();
-            kill(pid, SIGINT);
-        });
-}
-
-// The first of the objects that `watched` printed so far from line `from` on for which it holds.
-bool comes(std::size_t& from, const std::function<bool(const Json&)>& condition) {
-    return eventually([&] {
-        const std::string text = read_file("/tmp/watch.out");
-        const std::vector<std::string> lines = lines_of(text.substr(0, text.rfind('\n') + 1));
-        for (; from < lines.size(); ++from) {
-            if (condition(Json::parse(lines[from])))
-                return true;
-        }
-        return false;
-    });
-}
-
-TEST(Watch, OutlivesTheDaemonAndSumsUpAtCtrlC) {
-    make_board();
-    std::optional<Daemon> daemon(std::in_place);
-    const auto answered = [](const Json& json) { return json["ok"] == true; };
-    const auto lost = [](const Json& json) { return json["ok"] == false; };
-    const ProgramRun run = watched([&] {
-        std::size_t line = 0;
-        EXPECT_TRUE(comes(line, answered));
-        for (int times = 0; times < 2; ++times) {
-            EXPECT_EQ(daemon->stop(SIGKILL), 1009);
-            EXPECT_TRUE(comes(line, lost));
-            daemon.emplace();
-            EXPECT_TRUE(comes(line, answered));
-        }
-        run_elsewhere(kTempDb, "UPDATE alarmasEstado SET valor = '1' WHERE nombre = 'alarma_si'");
-        EXPECT_TRUE(comes(line, [](const Json& json) {
-            return json["ok"] == true && json["data"]["changed"] == Json::array({"alarma_si"});
-        }));
-    });
-    EXPECT_EQ(run.status, 0);
-    int answers = 0;
-    int losses = 0;
-    const std::vector<std::string> lines = lines_of(read_file("/tmp/watch.out"));
-    for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
-        const Json json = Json::parse(lines[i]);
-        ++(json["ok"] == true ? answers : losses);
-        if (json["ok"] == false) {
-            EXPECT_THAT(json["error"]["stage"].get<std::string>(),
-                        testing::AnyOf("connect", "answer"));
-        }
-    }
-    const Json summary = Json::parse(lines.back());
-    EXPECT_EQ(summary["ok"], true);
-    const Json& figures = summary["data"];
-    // The signal may have cut an exchange short that was not shown then.
-    EXPECT_EQ(figures["answers"], answers);
-    EXPECT_GE(figures["losses"], losses);
-    EXPECT_EQ(figures["exchanges"].get<int>(),
-              figures["answers"].get<int>() + figures["losses"].get<int>());
-    EXPECT_GE(losses, 2);
-    EXPECT_THAT(lines_of(read_file("/tmp/watch.err")),
-                testing::Each(MatchesRegex("zondarctl: .+")));
-}
-
-// True as soon as a signal that was sent to a process has reached it.
-bool reached(int pid) {
-    return eventually([&] {
-        const std::string status = read_file("/proc/" + std::to_string(pid) + "/status");
-        return status.find("\nShdPnd:\t0000000000000000\n") != std::string::npos;
-    });
-}
-
-// The first one lets it finish what it asks, the second one does not wait for that.
-TEST(Watch, EndsAtTheSecondCtrlCWhateverItWaitsFor) {
-    std::atomic<bool> asked = false;
-    const Peer peer([&](const Peer::Accept& accept) {
-        const auto request = accept();
-        const auto collection = accept();
-        asked = true;
-        accept();
-    });
-    const ProgramRun run = run_program({zondarctl_path(), "watch", "-t", "20"}, "", [&](int pid) {
-        EXPECT_TRUE(eventually([&] { return asked.load(); }));
-        kill(pid, SIGINT);
-        EXPECT_TRUE(reached(pid));
-        kill(pid, SIGINT);
-    });
-    EXPECT_EQ(run.status, 1000 + SIGINT);
-    EXPECT_EQ(run.out, "");
 }
 
 // The info of the page's answer, 16 bytes a line.
@@ -770,10 +475,16 @@ TEST_F(Reading, SendsAnyRequest) {
         {{"raw", "1", "01", "02"}, 0, "", ""},
         {{"raw", "3", "02", "34"}, 0, "", ""},
         {{"raw", "3", "1d00", "a5"}, 0, "", ""},
-        {{"raw", "3"}, 1, "", "zondarctl: the module refused the request\n"},
-        {{"raw", "3", "02"}, 1, "", "zondarctl: the module refused the request\n"},
-        {{"raw", "3", "36 01"}, 1, "", "zondarctl: the module refused the request\n"},
-        {{"raw", "3", "FF", "01"}, 1, "", "zondarctl: the module refused the request\n"},
+        {{"raw", "3"}, 1, "", "zondarctl: 127.0.0.1:8001: the module refused the request\n"},
+        {{"raw", "3", "02"}, 1, "", "zondarctl: 127.0.0.1:8001: the module refused the request\n"},
+        {{"raw", "3", "36 01"},
+         1,
+         "",
+         "zondarctl: 127.0.0.1:8001: the module refused the request\n"},
+        {{"raw", "3", "FF", "01"},
+         1,
+         "",
+         "zondarctl: 127.0.0.1:8001: the module refused the request\n"},
         {{"raw", "16"}, 2, "", "zondarctl: '16' is no command: it is 0 to 15\n"},
         {{"raw", "x"}, 2, "", "zondarctl: 'x' is no command: it is 0 to 15\n"},
         {{"raw", "1", "1"}, 2, "", "zondarctl: '1' are no bytes in hexadecimal digits\n"},
@@ -797,7 +508,9 @@ TEST_F(Reading, SendsAnyRequest) {
         const ProgramRun run = run_zondarctl({"raw", std::to_string(command), "01"});
         EXPECT_EQ(run.status, 4) << command;
         EXPECT_EQ(run.out, "");
-        EXPECT_EQ(run.err, "zondarctl: the module gave no answer\n");
+        EXPECT_EQ(run.err,
+                  "zondarctl: 127.0.0.1:8001: sent; the module gave no answer; the module may have "
+                  "carried it out: read it back\n");
     }
     EXPECT_EQ(json_of({"raw", "1"})["data"],
               Json::parse(R"({"command": 1, "length": 0, "info": ""})"));
