@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <tuple>
+#include <utility>
 
 #include "link/link_level.h"
 #include "master/parameters.h"
@@ -22,15 +23,26 @@ namespace {
 using Packet = std::span<const std::uint8_t>;
 using Capture = std::unique_ptr<pcap_t, decltype(&pcap_close)>;
 
-// Null for what is no capture file. Borrows the content.
-Capture open_capture(const std::string& content) {
+// What of it is looked at, in bytes.
+constexpr std::size_t kMostKept = std::size_t{8} << 20U;
+
+// Those that a file of a format begins with, of either byte order where it may have either.
+constexpr std::array<std::array<unsigned char, 4>, 7> kBeginnings = {{
+    {0xA1, 0xB2, 0xC3, 0xD4},
+    {0xD4, 0xC3, 0xB2, 0xA1},
+    {0xA1, 0xB2, 0x3C, 0x4D},  // with nanoseconds
+    {0x4D, 0x3C, 0xB2, 0xA1},
+    {0xA1, 0xB2, 0xCD, 0x34},  // with more in each record
+    {0x34, 0xCD, 0xB2, 0xA1},
+    {0x0A, 0x0D, 0x0D, 0x0A},  // pcapng
+}};
+
+Capture open_capture(File file) {
     std::array<char, PCAP_ERRBUF_SIZE> problem{};
-    std::FILE* const file = content.empty()
-                                ? nullptr
-                                : fmemopen(const_cast<char*>(content.data()), content.size(), "r");
-    pcap_t* const handle = file == nullptr ? nullptr : pcap_fopen_offline(file, problem.data());
-    if (handle == nullptr && file != nullptr)
-        std::fclose(file);
+    pcap_t* const handle = pcap_fopen_offline(file.get(), problem.data());
+    if (handle == nullptr)
+        throw UsageError(fmt::format("the capture is broken: {}", problem.data()));
+    static_cast<void>(file.release());  // libpcap's from now on
     return {handle, pcap_close};
 }
 
@@ -144,12 +156,13 @@ struct Segment {
     std::uint32_t source, destination;
     std::uint16_t source_port, destination_port;
     std::uint32_t sequence;
-    bool begins;  // SYN: its number counts as a byte
+    bool begins;         // SYN: its number counts as a byte
+    std::size_t length;  // with its header
     Packet payload;
 };
 
-// RFC 791 and RFC 9293; a fragment or a header that is cut is nothing.
-std::optional<Segment> segment_in(Packet ip) {
+// From or to the port, by RFC 791 and RFC 9293; a fragment or a header that is cut is nothing.
+std::optional<Segment> segment_in(Packet ip, std::uint16_t port) {
     constexpr std::size_t kSmallest = 20;
     constexpr std::uint8_t kTcp = 6;
     constexpr std::uint32_t kFragment = 0x3FFF;
@@ -164,12 +177,17 @@ std::optional<Segment> segment_in(Packet ip) {
     const std::size_t tcp_header = std::size_t{4} * (tcp[12] >> 4U);
     if (tcp_header < kSmallest || tcp.size() < tcp_header)
         return std::nullopt;
+    const auto source_port = static_cast<std::uint16_t>(number_in(tcp.first(2)));
+    const auto destination_port = static_cast<std::uint16_t>(number_in(tcp.subspan(2, 2)));
+    if (source_port != port && destination_port != port)
+        return std::nullopt;
     return Segment{.source = number_in(ip.subspan(12, 4)),
                    .destination = number_in(ip.subspan(16, 4)),
-                   .source_port = static_cast<std::uint16_t>(number_in(tcp.first(2))),
-                   .destination_port = static_cast<std::uint16_t>(number_in(tcp.subspan(2, 2))),
+                   .source_port = source_port,
+                   .destination_port = destination_port,
                    .sequence = number_in(tcp.subspan(4, 4)),
                    .begins = (tcp[13] & 0x02U) != 0,
+                   .length = tcp.size(),
                    .payload = tcp.subspan(tcp_header)};
 }
 
@@ -188,8 +206,6 @@ using FlowKey = std::tuple<std::uint32_t, std::uint16_t, std::uint32_t, std::uin
 
 void add_segment(std::map<FlowKey, std::vector<Flow>>& flows, const Segment& segment,
                  std::int64_t time, std::uint16_t port) {
-    if (segment.source_port != port && segment.destination_port != port)
-        return;
     std::vector<Flow>& connections =
         flows[{segment.source, segment.source_port, segment.destination, segment.destination_port}];
     const std::uint32_t sequence = segment.sequence + (segment.begins ? 1 : 0);  // of its payload
@@ -245,13 +261,20 @@ void orient(std::vector<CapturedFrame>& frames) {
 
 }  // namespace
 
-bool is_capture(const std::string& content) {
-    return open_capture(content) != nullptr;
+// The C library takes back as many bytes as it has just given.
+bool is_capture(std::FILE* file) {
+    std::array<unsigned char, 4> first{};
+    std::size_t count = std::fread(first.data(), 1, first.size(), file);
+    const bool is =
+        count == first.size() && std::ranges::find(kBeginnings, first) != std::end(kBeginnings);
+    while (count > 0)
+        std::ungetc(first[--count], file);
+    return is;
 }
 
-CapturedFrames read_capture(const std::string& content, std::uint16_t port) {
+CapturedFrames read_capture(File file, std::uint16_t port) {
     constexpr int kTrace = 147;
-    const Capture capture = open_capture(content);
+    const Capture capture = open_capture(std::move(file));
     const bool trace = pcap_datalink(capture.get()) == kTrace;
     const LinkLayer* const layer = trace ? nullptr : &link_layer_of(capture.get());
     CapturedFrames captured;
@@ -259,18 +282,23 @@ CapturedFrames read_capture(const std::string& content, std::uint16_t port) {
     pcap_pkthdr* header = nullptr;
     const unsigned char* data = nullptr;
     int result = 0;
-    while ((result = pcap_next_ex(capture.get(), &header, &data)) == 1) {
+    std::size_t kept = 0;
+    while (kept <= kMostKept && (result = pcap_next_ex(capture.get(), &header, &data)) == 1) {
         const Packet packet(data, header->caplen);
         const std::int64_t time = microseconds(header->ts);
         if (trace) {
+            kept += packet.size();
             if (std::optional<CapturedFrame> frame = traced_frame(packet, time))
                 captured.frames.push_back(std::move(*frame));
-        } else if (const auto segment = segment_in(ip_in(*layer, packet))) {
+        } else if (const auto segment = segment_in(ip_in(*layer, packet), port)) {
+            kept += segment->length;
             add_segment(flows, *segment, time, port);
         }
     }
     if (result == PCAP_ERROR)
         captured.problem = fmt::format("the capture is broken: {}", pcap_geterr(capture.get()));
+    if (kept > kMostKept)
+        captured.problem = "the capture holds more than 8 MiB of the module: only these are read";
     if (trace)
         orient(captured.frames);
     for (const auto& [key, connections] : flows) {

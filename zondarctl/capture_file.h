@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,8 +22,11 @@ struct CapturedFrame {
     master::ReadFrame frame = {};
 };
 
-// True for the content of a capture file.
-bool is_capture(const std::string& content);
+// Closed at its end as its second part says.
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+// True for a capture file, by its first bytes, which are read again then.
+bool is_capture(std::FILE* file);
 
 struct CapturedFrames {
     std::vector<CapturedFrame> frames = {};  // in the order in which they began
@@ -29,8 +34,9 @@ struct CapturedFrames {
 };
 
 // In TCP the frames from and to `port`; in a trace file the direction of the first record is that
-// of the requests, whoever wrote it. Throws a UsageError for a kind of network that is not known.
-CapturedFrames read_capture(const std::string& content, std::uint16_t port);
+// of the requests, whoever wrote it. The file may have any size; of the frames, or of the TCP with
+// them, 8 MiB are read. Throws a UsageError for a kind of network that is not known.
+CapturedFrames read_capture(File file, std::uint16_t port);
 
 // The frames in a run of bytes.
 std::vector<CapturedFrame> frames_in(std::span<const std::uint8_t> bytes);

@@ -75,17 +75,6 @@ Json commands() {
     return all;
 }
 
-// By the parameter that is written besides, when it is; it has the row of the sub-command's own.
-Json also_written(const protocol::Subcommand& row) {
-    constexpr const char* kWhen[] = {"always", "from or to the plan Australia", "by input mode"};
-    Json all = Json::object();
-    protocol::for_each_also_written(
-        row, [&](protocol::Selector selector, std::uint8_t index, protocol::When when) {
-            all[name_of(selector, index)] = kWhen[static_cast<std::size_t>(when)];
-        });
-    return all;
-}
-
 Json sub_commands() {
     Json all = Json::array();
     for (const protocol::Subcommand& row : protocol::kSubcommands) {
@@ -93,9 +82,6 @@ Json sub_commands() {
         Json entry;
         if (parameter != parameters().end()) {
             entry = describe(*parameter);
-            entry.erase("remark");  // the effect says it
-            if (Json also = also_written(row); !also.empty())
-                entry["also_writes"] = std::move(also);
         } else {
             entry = {{"name", row.name}, {"sub_command", row.code}, {"kind", "action"}};
             entry["request"] = nullable(row.request);

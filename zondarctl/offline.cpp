@@ -2,14 +2,13 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <sys/stat.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
+#include <utility>
 
 #include "link/link_level.h"
 #include "master/frame.h"
@@ -23,21 +22,23 @@ namespace zondarctl {
 
 namespace {
 
-struct Outcome {
+constexpr std::size_t kMostDigits = std::size_t{4} << 20U;
+
+struct FrameState {
     int result;
     const char* name;
     int status;
 };
 
-constexpr Outcome kOutcomes[] = {
+constexpr FrameState kFrameStates[] = {
     {kReceived, "valid", kDone},
     {kSequenceError, "valid", kDone},  // that is for its receiver to judge
     {kCodeError, "wrong checksum or CRC", kWrongCode},
     {kTimeout, "not complete", kNoAnswer},
 };
 
-const Outcome& outcome_of(const ReadFrame& frame) {
-    return *std::ranges::find(kOutcomes, frame.result, &Outcome::result);
+const FrameState& state_of(const ReadFrame& frame) {
+    return *std::ranges::find(kFrameStates, frame.result, &FrameState::result);
 }
 
 const char* name_of(Direction direction) {
@@ -68,7 +69,7 @@ Json frame_json(const CapturedFrame& captured, const Meaning& meaning) {
     if (captured.direction != Direction::unknown)
         object["direction"] = name_of(captured.direction);
     object["frame"] = hex_digits(captured.bytes);
-    object["state"] = outcome_of(captured.frame).name;
+    object["state"] = state_of(captured.frame).name;
     object["skipped"] = captured.frame.skipped;
     if (captured.frame.result == kTimeout)
         return object;
@@ -86,10 +87,9 @@ Json frame_json(const CapturedFrame& captured, const Meaning& meaning) {
 }
 
 void put_frame(Report& report, const CapturedFrame& captured) {
-    const Outcome& outcome = outcome_of(captured.frame);
-    const bool readable = outcome.status == kDone;
-    const Meaning meaning =
-        readable ? meaning_of(captured.frame.record) : Meaning{outcome.name, {}};
+    const FrameState& state = state_of(captured.frame);
+    const bool readable = state.status == kDone;
+    const Meaning meaning = readable ? meaning_of(captured.frame.record) : Meaning{state.name, {}};
     report.data["frames"].push_back(frame_json(captured, meaning));
 
     const std::string time = time_of(captured);
@@ -101,54 +101,60 @@ void put_frame(Report& report, const CapturedFrame& captured) {
     for (const Item& item : meaning.items)
         report.line({"  " + item.name, shown(item)});
     if (!readable && !report.error)
-        report.fail(outcome.status, outcome.status == kWrongCode ? "code" : "answer",
-                    fmt::format("a frame is {}", outcome.status == kWrongCode
+        report.fail(state.status, state.status == kWrongCode ? "code" : "answer",
+                    fmt::format("a frame is {}", state.status == kWrongCode
                                                      ? "damaged: wrong checksum or CRC"
-                                                     : outcome.name));
+                                                     : state.name));
 }
 
-bool is_file(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+std::string text_in(std::FILE* file, const std::string& name) {
+    std::string text(kMostDigits + 1, '\0');
+    text.resize(std::fread(text.data(), 1, text.size(), file));
+    if (std::ferror(file) != 0)
+        throw UsageError(fmt::format("{}: {}", name, std::strerror(errno)));
+    if (text.size() > kMostDigits)
+        throw UsageError(fmt::format("{}: no capture file, and more than 4 MiB of digits", name));
+    return text;
 }
 
-std::string text_of_stream(std::istream& stream) {
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-std::string text_of_file(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw UsageError(fmt::format("{}: {}", path, std::strerror(errno)));
-    return text_of_stream(file);
-}
-
-// What the words mean, read once: a pipe gives it no second time.
-std::string content_of(const std::vector<std::string>& words) {
-    if (words.empty() || (words.size() == 1 && words[0] == "-"))
-        return text_of_stream(std::cin);
-    if (words.size() == 1 && is_file(words[0]))
-        return text_of_file(words[0]);
-    return fmt::format("{}", fmt::join(words, " "));
-}
-
-CapturedFrames frames_of(const std::string& content, std::uint16_t port) {
-    if (is_capture(content))
-        return read_capture(content, port);
-    const std::optional<Bytes> bytes = from_hex(content);
+CapturedFrames frames_of(const std::string& text) {
+    const std::optional<Bytes> bytes = from_hex(text);
     if (!bytes)
         throw UsageError("neither hexadecimal digits nor a capture file");
     return {.frames = frames_in(*bytes)};
 }
 
+// Read once: a pipe gives it no second time.
+CapturedFrames frames_of(File file, const std::string& name, std::uint16_t port) {
+    return is_capture(file.get()) ? read_capture(std::move(file), port)
+                                  : frames_of(text_in(file.get(), name));
+}
+
+// Whoever writes a slash or a full stop, or a single word that are no digits, means a file.
+CapturedFrames frames_of(const Words& words, std::uint16_t port) {
+    if (words.empty() || (words.size() == 1 && words[0] == "-"))
+        return frames_of({stdin, [](std::FILE* /*file*/) { return 0; }}, "standard input", port);
+    const std::string text = fmt::format("{}", fmt::join(words, " "));
+    const bool has_blanks = text.find_first_of(" \n\t") != std::string::npos;
+    const bool is_path = words.size() == 1 && (text.find_first_of("./") != std::string::npos ||
+                                               (!has_blanks && !from_hex(text)) || is_file(text));
+    if (!is_path)
+        return frames_of(text);
+    File file(std::fopen(text.c_str(), "rbe"), std::fclose);
+    if (file == nullptr)
+        throw UsageError(fmt::format("{}: {}", text, std::strerror(errno)));
+    return frames_of(std::move(file), text, port);
+}
+
 Request request_of(const std::vector<std::string>& words) {
-    const Parameter* const parameter = find_parameter(words[0]);
-    if (parameter == nullptr)
+    const bool is_name = !words[0].empty() && std::isalpha(static_cast<unsigned char>(words[0][0]));
+    if (!is_name)
         return {.command = byte_of(words[0], 15, "command or parameter"),
                 .info = bytes_of({words.begin() + 1, words.end()})};
+    const Parameter& parameter = known_parameter(words[0]);
     if (words.size() != 2)
-        throw UsageError(fmt::format("{} takes one value", parameter->name));
-    return write_request(*parameter, parsed_value(*parameter, words[1]));
+        throw UsageError(fmt::format("{} takes one value", parameter.name));
+    return write_request(parameter, parsed_value(parameter, words[1]));
 }
 
 }  // namespace
@@ -165,7 +171,7 @@ Report encode(const std::vector<std::string>& words, bool crc8_mode, unsigned se
 
 Report decode(const std::vector<std::string>& words, std::uint16_t port) {
     Report report{.data = {{"frames", Json::array()}}};
-    const CapturedFrames captured = frames_of(content_of(words), port);
+    const CapturedFrames captured = frames_of(words, port);
     for (const CapturedFrame& frame : captured.frames)
         put_frame(report, frame);
     if (!captured.problem.empty())

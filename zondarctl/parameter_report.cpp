@@ -1,33 +1,21 @@
 #include "zondarctl/parameter_report.h"
 
 #include <fmt/format.h>
-#include <strings.h>
 
-#include <algorithm>
+#include <utility>
+
+#include "master/names.h"
+#include "zondarctl/words.h"
 
 namespace zondarctl {
 
 namespace {
 
-std::string column_of(const std::string& name) {
-    return name.substr(name.rfind('.') + 1);
-}
-
-// The first one with the same column.
-std::string suggestion(const std::string& name) {
-    const std::string column = column_of(name);
-    const auto similar = std::ranges::find_if(parameters(), [&](const Parameter& parameter) {
-        return strcasecmp(column_of(parameter.name).c_str(), column.c_str()) == 0;
-    });
-    if (similar == parameters().end())
-        return "; `zondarctl list` has them all";
-    return fmt::format("; there is {}", similar->name);
-}
-
-std::string remark_on(const Parameter& parameter) {
-    if (const Parameter* const also = parameter.also())
-        return fmt::format("also writes {}", also->name);
-    return protocol::kEffects[static_cast<std::size_t>(parameter.write->effect)].meaning;
+[[noreturn]] void refuse(const std::string& name) {
+    const std::vector<std::string> near = nearest_parameters(name);
+    throw UsageError(
+        fmt::format("no parameter {}{}", name,
+                    near.empty() ? "; `zondarctl list` has them all" : did_you_mean(near)));
 }
 
 // What becomes of the numbers that are sent, where it is not what is read back.
@@ -44,13 +32,31 @@ void put_storage(Json& object, const Parameter& parameter) {
     }
 }
 
+// By the parameter that is written besides, when it is; it has the row of the sub-command's own.
+Json also_written(const protocol::Subcommand& row) {
+    constexpr const char* kWhen[] = {"always", "from or to the plan Australia", "by input mode"};
+    Json all = Json::object();
+    protocol::for_each_also_written(
+        row, [&](protocol::Selector selector, std::uint8_t index, protocol::When when) {
+            all[name_of(selector, index)] = kWhen[static_cast<std::size_t>(when)];
+        });
+    return all;
+}
+
 }  // namespace
 
 const Parameter& known_parameter(const std::string& name) {
     const Parameter* const found = find_parameter(name);
     if (found == nullptr)
-        throw UsageError(fmt::format("no parameter {}{}", name, suggestion(name)));
+        refuse(name);
     return *found;
+}
+
+std::vector<const Parameter*> known_parameters(const std::string& name) {
+    const std::vector<const Parameter*> found = find_parameters(name);
+    if (found.empty())
+        refuse(name);
+    return found;
 }
 
 Value parsed_value(const Parameter& parameter, const std::string& text) {
@@ -61,10 +67,14 @@ Value parsed_value(const Parameter& parameter, const std::string& text) {
     }
 }
 
-Item item_of(const Parameter& parameter, const Value& value) {
+Item item_of(const std::string& name, const Value& value) {
     if (const auto* const text = std::get_if<std::string>(&value))
-        return {parameter.name, *text};
-    return {parameter.name, std::int64_t{std::get<std::uint32_t>(value)}};
+        return {name, *text};
+    return {name, std::int64_t{std::get<std::uint32_t>(value)}};
+}
+
+Item item_of(const Parameter& parameter, const Value& value) {
+    return item_of(parameter.name, value);
 }
 
 Json parameter_json(const std::string& name, const Item& item) {
@@ -78,6 +88,12 @@ void put_meaning(Json& object, const char* unit, const char* meaning) {
         object["unit"] = unit;
     if (*meaning != '\0')
         object["meaning"] = meaning;
+}
+
+std::string effect_of(const Parameter& parameter) {
+    if (const Parameter* const also = parameter.also())
+        return fmt::format("{} takes the same value", also->name);
+    return protocol::kEffects[static_cast<std::size_t>(parameter.write->effect)].meaning;
 }
 
 Json describe(const Parameter& parameter) {
@@ -96,8 +112,8 @@ Json describe(const Parameter& parameter) {
     put_storage(object, parameter);
     object["block"] = parameter.block == 0 ? Json() : Json(parameter.block);
     object["position"] = parameter.field == nullptr ? Json() : Json(parameter.field->position);
-    if (const std::string remark = remark_on(parameter); !remark.empty())
-        object["remark"] = remark;
+    if (Json also = also_written(*parameter.write); !also.empty())
+        object["also_writes"] = std::move(also);
     return object;
 }
 

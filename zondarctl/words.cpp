@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -25,6 +26,19 @@ Bytes bytes_of(const std::vector<std::string>& words) {
         throw UsageError(
             fmt::format("{} bytes are more than the {} of a frame", bytes->size(), kMaxInfo));
     return *bytes;
+}
+
+std::string did_you_mean(std::span<const std::string> words) {
+    if (words.empty())
+        return "";
+    const auto but_last = words.first(words.size() - 1);
+    return fmt::format("; did you mean {}{}{}?", fmt::join(but_last, ", "),
+                       but_last.empty() ? "" : " or ", words.back());
+}
+
+bool is_file(const std::string& word) {
+    struct stat status {};
+    return stat(word.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
 void put_hex_lines(Report& report, const Bytes& bytes) {

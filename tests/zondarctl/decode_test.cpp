@@ -10,7 +10,7 @@
 #include <random>
 
 #include "link/link_level.h"
-#include "link/trace_file.h"
+#include "master/trace_file.h"
 #include "master/wire.h"
 #include "tests/support/files.h"
 #include "tests/zondarctl/running_daemon.h"
@@ -127,8 +127,8 @@ const Hexadecimal kHexadecimal[] = {
     {"00 11 22", {4, {}, kNoFrame}},
     {"A5 04 00 00 00 00 F", {2, {}, kUnreadable}},
     {"A5 0 400", {2, {}, kUnreadable}},
-    {"A5-04", {2, {}, kUnreadable}},
-    {"xyz", {2, {}, kUnreadable}},
+    {"A5 - 04", {2, {}, kUnreadable}},
+    {"x yz", {2, {}, kUnreadable}},
 };
 
 TEST(Decode, ReadsHexadecimalDigits) {
@@ -139,8 +139,8 @@ TEST(Decode, ReadsHexadecimalDigits) {
     EXPECT_EQ(decoded({"A504", "0000", "00", "00FC"}),
               (Decoded{0, {"?: A5 04 00 00 00 00 FC valid, request: identification"}, ""}));
     EXPECT_EQ(decoded({}, ""), (Decoded{4, {}, kNoFrame}));
-    EXPECT_EQ(decoded({"/tmp"}), (Decoded{2, {}, kUnreadable})) << "a folder";
-    EXPECT_EQ(decoded({"/tmp/none.pcap"}), (Decoded{2, {}, kUnreadable})) << "no file";
+    EXPECT_EQ(decoded({"0xA504,0000,0000", "0xFC"}),
+              (Decoded{0, {"?: A5 04 00 00 00 00 FC valid, request: identification"}, ""}));
 }
 
 TEST(Decode, ReadsThemFromStandardInputAndFiles) {
@@ -164,6 +164,16 @@ TEST(Decode, ReadsWhatCanBeReadOnlyOnce) {
 }
 
 TEST(Decode, SaysThatAFileCannotBeRead) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"/tmp", "Is a directory"},
+        {"/tmp/none.pcap", "No such file or directory"},
+        {"none.pcap", "No such file or directory"},
+        {"xyz", "No such file or directory"},
+        {"A5-04", "No such file or directory"},
+    };
+    for (const auto& [path, why] : cases)
+        EXPECT_EQ(decoded({path}),
+                  (Decoded{2, {}, std::string("zondarctl: ") + path + ": " + why + "\n"}));
     // The sandbox's root has no right to read what its mode forbids.
     write_file("/tmp/frames.hex", kIdentify);
     ASSERT_EQ(chmod("/tmp/frames.hex", 0), 0);
@@ -227,12 +237,13 @@ TEST(Decode, ShowsScriptsTheParts) {
 
 const std::string kTrace = "/tmp/trace.pcap";
 
-class UseTraceFile {
+class TracedTape : public Tape {
   public:
-    UseTraceFile() { zondar_pcap_path = kTrace.c_str(); }
-    ~UseTraceFile() { zondar_pcap_path = ""; }
-    UseTraceFile(const UseTraceFile&) = delete;
-    UseTraceFile& operator=(const UseTraceFile&) = delete;
+    using Tape::Tape;
+
+    void trace(const std::uint8_t* frame, unsigned direction) override {
+        append_to_trace(kTrace, frame, direction);
+    }
 };
 
 mensaje record_of(std::uint8_t command, const Bytes& info) {
@@ -244,17 +255,15 @@ mensaje record_of(std::uint8_t command, const Bytes& info) {
 }
 
 void trace_sent(mensaje record, bool crc8_mode = false) {
-    const UseTraceFile use_trace;
-    Tape tape;
+    TracedTape tape;
     const UseWire use(tape);
     tPuertoZondar port{};
     enviar_mensaje_nenlace(&port, &record, crc8_mode ? 1 : 0);
 }
 
 void trace_received(const std::string& digits) {
-    const UseTraceFile use_trace;
     const Bytes bytes = hex(digits);
-    Tape tape(bytes);
+    TracedTape tape(bytes);
     const UseWire use(tape);
     tPuertoZondar port{};
     mensaje record{};
@@ -350,7 +359,8 @@ TEST(DecodeTrace, SaysThatNothingWasReceived) {
 
 TEST(DecodeTrace, OfARunningDaemon) {
     const RunningDaemon daemon;
-    EXPECT_EQ(run_zondarctl({"--pcap", kTrace, "set", "EntradaAV.0.Brillo", "0xA5"}).status, 0);
+    EXPECT_EQ(run_zondarctl({"--pcap", kTrace, "raw", "3", "02", "A5"}).status, 0);
+    EXPECT_EQ(run_zondarctl({"--pcap", kTrace, "config", "1"}).status, 0);
     EXPECT_EQ(run_zondarctl({"--pcap", kTrace, "--crc8", "raw", "3", "FE", "00"}).status, 1);
     EXPECT_EQ(run_zondarctl({"--pcap", kTrace, "identify"}).status, 0);
     const ProgramRun run = run_zondarctl({"decode", kTrace});
@@ -806,6 +816,24 @@ TEST(DecodeTcp, ReadsACaptureFromStandardInput) {
     EXPECT_EQ(decoded({"-"}, read_file(kCapture)), (Decoded{0, {kIdentifyFrame}, ""}));
 }
 
+// A file of any size is read so far and no farther.
+TEST(DecodeTcp, ReadsTheBeginningOfALargeCapture) {
+    constexpr std::uint32_t kLength = 60000;
+    std::vector<Segment> segments = {{40000, 8001, 100, kIdentify}};
+    for (std::uint32_t i = 0; i < (8U << 20U) / kLength; ++i)
+        segments.push_back({40000, 8001, 107 + i * kLength, std::string(2UL * kLength, '0')});
+    segments.push_back({40001, 8001, 100, kStatus});
+    write_tcp(segments);
+    EXPECT_EQ(decoded({kCapture}), (Decoded{0, {kIdentifyFrame, kStatusFrame}, ""}));
+    segments.insert(segments.begin() + 1, segments[1]);
+    write_tcp(segments);
+    EXPECT_EQ(decoded({kCapture}),
+              (Decoded{2,
+                       {kIdentifyFrame},
+                       "zondarctl: the capture holds more than 8 MiB of the module: only these are "
+                       "read\n"}));
+}
+
 TEST(DecodeTcp, SaysWhatIsWrongWithACapture) {
     write_tcp({{40000, 8001, 100, kIdentify}, {40001, 8001, 100, kIdentify}});
     const std::string whole = read_file(kCapture);
@@ -815,7 +843,8 @@ TEST(DecodeTcp, SaysWhatIsWrongWithACapture) {
     EXPECT_THAT(cut.frames, ElementsAre(kIdentifyFrame));
     EXPECT_THAT(cut.error, MatchesRegex("zondarctl: the capture is broken: truncated [^\n]*\n"));
     write_file(kCapture, whole.substr(0, 20));
-    EXPECT_EQ(decoded({kCapture}), (Decoded{2, {}, kUnreadable}));
+    EXPECT_THAT(decoded({kCapture}).error,
+                MatchesRegex("zondarctl: the capture is broken: truncated [^\n]*\n"));
 }
 
 // Decodes in this process; throws only for what cannot be read.

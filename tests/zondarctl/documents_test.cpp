@@ -13,9 +13,11 @@
 #include "tests/support/files.h"
 #include "tests/support/frames.h"
 #include "tests/support/master.h"
+#include "tests/support/peer.h"
 #include "tests/support/program.h"
 #include "tests/zondarctl/replaying_daemon.h"
 #include "tests/zondarctl/running_daemon.h"
+#include "tests/zondarctl/zondarctl.h"
 
 namespace {
 
@@ -44,7 +46,7 @@ std::vector<Step> session(const std::string& text, const std::string& heading) {
             steps.push_back({line.substr(2), ""});
         else if (goes_on)
             steps.back().command += "\n" + line;
-        else
+        else if (!steps.empty())
             steps.back().shown += line + "\n";
         goes_on = line.ends_with('\\');
     }
@@ -63,8 +65,8 @@ void expect_as_shown(const std::vector<Step>& steps) {
         std::string command =
             replaced(step.command, "build/release/zondarctl/zondarctl", "zondarctl");
         command = replaced(command, "build/board/", "/quelt/");
-        const ProgramRun run =
-            run_program({"/bin/sh", "-c", "PATH=" + folder + ":$PATH; { " + command + "\n} 2>&1"});
+        const ProgramRun run = keep_json(
+            run_program({"/bin/sh", "-c", "PATH=" + folder + ":$PATH; { " + command + "\n} 2>&1"}));
         const std::string time = "\"elapsed_ms\": [0-9]+";
         EXPECT_EQ(replaced(run.out, time, "TIME"), replaced(step.shown, time, "TIME"));
     }
@@ -92,10 +94,36 @@ TEST(OperatorsGuide, BacksUpAndRestoresUnderTheRunningDaemon) {
     expect_as_shown(steps);
 }
 
-// What it says when there is no answer, and with which status, stands in the guide.
+TEST(OperatorsGuide, CarriesAConfigurationAsItPrints) {
+    const RunningDaemon daemon;
+    const std::vector<Step> steps =
+        session(document("docs/operation.md"), "## Carrying a configuration");
+    EXPECT_EQ(steps.size(), 5U);
+    expect_as_shown(steps);
+}
+
+// Its list of modules is read, and as it says.
+TEST(OperatorsGuide, NamesModulesAsItPrints) {
+    const std::string guide = document("docs/operation.md");
+    const std::size_t begin = guide.find("    [\n      {\"targets\"");
+    const std::string end = "\n    ]\n";
+    std::filesystem::create_directory("/tmp/zondar");
+    write_file("/tmp/zondar/targets.json",
+               guide.substr(begin, guide.find(end, begin) + end.size() - begin));
+    setenv("XDG_CONFIG_HOME", "/tmp", 1);
+    const std::vector<Step> steps = session(guide, "## Many modules");
+    EXPECT_EQ(steps.size(), 2U);
+    expect_as_shown(steps);
+}
+
+// What it says of a module when there is no answer, and with which status, stands in the guide,
+// with the seconds that it waits unless told otherwise.
 void expect_explained(const ProgramRun& run) {
-    ASSERT_THAT(run.err, testing::StartsWith("zondarctl: "));
-    const std::string text = run.err.substr(11, run.err.size() - 12);
+    const std::string begin = "zondarctl: 127.0.0.1:8001: ";
+    ASSERT_THAT(run.err, testing::StartsWith(begin));
+    const std::string text =
+        replaced(run.err.substr(begin.size(), run.err.size() - begin.size() - 1),
+                 "no answer after 2 s", "no answer after 5 s");
     EXPECT_THAT(document("docs/operation.md"),
                 HasSubstr("| `" + text + "` | " + std::to_string(run.status) + " |"));
 }
@@ -107,6 +135,7 @@ TEST(OperatorsGuide, ExplainsWhyThereIsNoAnswer) {
     {
         const Connection silent;
         expect_explained(run_program(identify));
+        expect_explained(run_program(identify));  // has to bring the module back first
     }
     EXPECT_EQ(run_program(identify).status, 0);              // brings the module back first
     expect_explained(run_program({ZONDARCTL, "raw", "5"}));  // has no answer
@@ -117,6 +146,13 @@ TEST(OperatorsGuide, ExplainsWhyThereIsNoAnswer) {
 
 TEST(OperatorsGuide, ExplainsAnswersThatNobodyAskedFor) {
     const ReplayingDaemon daemon(frame(4));
+    expect_explained(run_program({ZONDARCTL, "identify"}));
+}
+
+TEST(OperatorsGuide, ExplainsWhatIsNoModule) {
+    const Peer peer([](const Peer::Accept& accept) {
+        answer_with(accept, text_bytes("SSH-2.0-OpenSSH_9.2\r\n"));
+    });
     expect_explained(run_program({ZONDARCTL, "identify"}));
 }
 
@@ -146,7 +182,8 @@ std::vector<std::string> offered(const std::vector<std::string>& words) {
 TEST(Manual, NamesEveryCommandAndOption) {
     const std::string manual = plain("zondarctl.1");
     const std::vector<std::vector<std::string>> helps = {
-        {}, {"slave"}, {"db"}, {"slave", "register"}};
+        {},          {"slave"}, {"db"},     {"slave", "register"}, {"get"}, {"check"}, {"watch"},
+        {"restore"}, {"copy"},  {"encode"}, {"db", "check"}};
     for (const std::vector<std::string>& help : helps) {
         const std::vector<std::string> words = offered(help);
         EXPECT_FALSE(words.empty());
