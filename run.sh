@@ -44,7 +44,7 @@ The daemon answers on port 8001. From any terminal:
     $ $tool status
 $("$tool" status 2>&1 | sed 's/^/    /')
 
-$tool --help has more. The board's databases are in $board/db. Ctrl-C ends the daemon.
+$tool help has more. The board's databases are in $board/db. Ctrl-C ends the daemon.
 
 END
 }
