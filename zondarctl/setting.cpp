@@ -90,6 +90,7 @@ void put_values(Report& report, const std::vector<Write>& writes, const Configur
 
 std::vector<std::string> names_of(const std::vector<Write>& writes) {
     std::vector<std::string> names;
+    names.reserve(writes.size());
     for (const Write& write : writes)
         names.push_back(write.parameter->name);
     return names;
