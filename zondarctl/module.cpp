@@ -114,23 +114,22 @@ std::string Module::set_back_besides(const Step& step) {
 // With patience: what stays as it is now may be a transmitter that is off.
 std::string Module::set_back(const Parameter* parameter, const Value& now, const Value& wanted) {
     const Undisturbed undisturbed;
-    const std::string name = fmt::format("{} ", parameter->name);
     const std::string text = shown(item_of(parameter->name, wanted));
     const Deadline last(kMending);
     while (!last.passed()) {
         try {
             session().allow(kMendingOnce);
             if (read().at(*parameter) == wanted)
-                return name + "is " + text;
+                return fmt::format("{} is {}", parameter->name, text);
             session().ask(write_request(*parameter, wanted));
-            return name + "was set back to " + text;
+            return fmt::format("{} was set back to {}", parameter->name, text);
         } catch (const Lasting&) {
             break;
         } catch (const Failure&) {
             std::this_thread::sleep_for(kPause);
         }
     }
-    return fmt::format("{}may be {} now and not {}: set it back", name,
+    return fmt::format("{} may be {} now and not {}: set it back", parameter->name,
                        shown(item_of(parameter->name, now)), text);
 }
 

@@ -147,7 +147,8 @@ CapturedFrames frames_of(const Words& words, std::uint16_t port) {
 }
 
 Request request_of(const std::vector<std::string>& words) {
-    const bool is_name = !words[0].empty() && std::isalpha(static_cast<unsigned char>(words[0][0]));
+    const bool is_name =
+        !words[0].empty() && std::isalpha(static_cast<unsigned char>(words[0][0])) != 0;
     if (!is_name)
         return {.command = byte_of(words[0], 15, "command or parameter"),
                 .info = bytes_of({words.begin() + 1, words.end()})};

@@ -53,7 +53,7 @@ const Parameter& known_parameter(const std::string& name) {
 }
 
 std::vector<const Parameter*> known_parameters(const std::string& name) {
-    const std::vector<const Parameter*> found = find_parameters(name);
+    std::vector<const Parameter*> found = find_parameters(name);
     if (found.empty())
         refuse(name);
     return found;
