@@ -19,10 +19,11 @@ bool repeatable(Stage stage) {
            stage == Stage::command;
 }
 
-// No start byte is in what came.
+// What came begins no answer.
 bool is_foreign(const Line& line) {
     const Bytes& received = line.received();
-    return !received.empty() && std::ranges::find(received, kStartByte) == received.end();
+    return line.end() == Line::End::stranger ||
+           (!received.empty() && std::ranges::find(received, kStartByte) == received.end());
 }
 
 }  // namespace
@@ -86,10 +87,16 @@ void Session::resync() {
     bring_back();
 }
 
+// Whatever it meets, no request was sent by then.
 std::chrono::milliseconds Session::bring_back() {
-    const auto took = resynchronise(address_, deadline_, lock_, left_over_);
-    left_over_ = 0;
-    return took;
+    try {
+        const auto took = resynchronise(address_, deadline_, lock_, left_over_);
+        left_over_ = 0;
+        return took;
+    } catch (Failure& failure) {
+        failure.set_outcome(Outcome::not_sent);
+        throw;
+    }
 }
 
 Bytes Session::exchange(const Request& request) {

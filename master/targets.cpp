@@ -9,11 +9,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -30,7 +28,6 @@ using Json = nlohmann::json;
 // Names and labels of targets.
 using Seen = std::set<std::pair<std::string, std::map<std::string, std::string>>>;
 
-// Some ten thousand targets.
 // So many of a list are named in a message.
 constexpr std::size_t kNamed = 20;
 

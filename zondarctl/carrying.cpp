@@ -12,7 +12,9 @@
 #include "zondarctl/confirm.h"
 #include "zondarctl/differences.h"
 #include "zondarctl/dump_file.h"
+#include "zondarctl/interrupt.h"
 #include "zondarctl/module.h"
+#include "zondarctl/waiting.h"
 #include "zondarctl/words.h"
 
 namespace zondarctl {
@@ -50,6 +52,7 @@ Side side_of(const Options& options, const std::string& word) {
         throw UsageError(fmt::format("{}: no such file", word));
     Options its = options;
     its.settings.target = options.target_named(word);
+    const Waiting waiting([&] { return name_of(its.settings.target); });
     try {
         return side_of_module(its);
     } catch (const Failure& failure) {
@@ -196,6 +199,7 @@ Report bring_to(const Options& options, const Side& source, const RestoreOptions
     }
     if (confirm(options, intent.consequences, text_of(report.lines)))
         report.lines.clear();
+    heed_interrupts();
     // Whoever was asked took his time.
     Module module(options);
     const State now = {model_of(module.identify()), module.read()};

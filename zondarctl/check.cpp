@@ -10,7 +10,7 @@
 #include "zondarctl/alarms.h"
 #include "zondarctl/commands.h"
 #include "zondarctl/range.h"
-#include "zondarctl/several.h"
+#include "zondarctl/words.h"
 
 namespace zondarctl {
 
@@ -64,9 +64,8 @@ std::string known_name(const std::string& word) {
         if (strcasecmp(name.c_str(), word.c_str()) == 0)
             return name;
     }
-    const Words near = nearest(word, names);
-    throw UsageError(fmt::format("the status has no '{}'{}", word,
-                                 near.empty() ? "" : fmt::format("; did you mean {}?", near[0])));
+    throw UsageError(
+        fmt::format("the status has no '{}'{}", word, did_you_mean(nearest(word, names))));
 }
 
 void refuse_remainder(const std::string& name) {
@@ -255,6 +254,15 @@ void tell_misuse(Report& report) {
     report.line({plugin_line(unknown, report.error->message, "")});
 }
 
+int worst_check(const std::vector<ModuleReport>& modules) {
+    constexpr State kByGravity[] = {critical, warning, unknown};
+    const auto* const worst = std::ranges::find_if(kByGravity, [&](State state) {
+        return std::ranges::any_of(
+            modules, [&](const ModuleReport& module) { return module.report.status == state; });
+    });
+    return worst == std::end(kByGravity) ? ok : *worst;
+}
+
 std::string sum_of_checks(const std::vector<ModuleReport>& modules) {
     constexpr std::size_t kRoom = 160;  // of a line that a display or a text message shows
     std::size_t counts[std::size(kStates)] = {};
@@ -281,7 +289,7 @@ std::string sum_of_checks(const std::vector<ModuleReport>& modules) {
         std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
         figures += fmt::format(" {}={};;;0;{}", name, counts[state], modules.size());
     }
-    return plugin_line(worst_status(modules, true), said, figures);
+    return plugin_line(worst_check(modules), said, figures);
 }
 
 }  // namespace zondarctl

@@ -2,7 +2,6 @@
 // report.
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
@@ -53,6 +52,8 @@ struct CheckOptions {
 Run checking(const CheckOptions& how);
 // The plugin's line and status for a call that was wrong: it is read by its line then, too.
 void tell_misuse(Report& report);
+// The gravest of their states: a critical one, then a warning, then an unknown one.
+int worst_check(const std::vector<ModuleReport>& modules);
 // The plugin's line about several modules, by their reports.
 std::string sum_of_checks(const std::vector<ModuleReport>& modules);
 
@@ -99,7 +100,7 @@ struct WatchOptions {
     bool changes = false;  // tells of changes alone, a line for each
 };
 Report watch(const Options& options, const WatchOptions& how,
-             const std::function<void(const Report&, std::chrono::steady_clock::duration)>& show);
+             const std::function<void(const Report&, Elapsed)>& show);
 
 // Without a module.
 Report encode(const Words& words, bool crc8_mode, unsigned sequence);

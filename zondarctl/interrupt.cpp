@@ -36,12 +36,12 @@ bool interrupted() {
     return noted;
 }
 
-Undisturbed::Undisturbed(bool wanted) : wanted_(wanted) {
-    undisturbed += wanted_ ? 1 : 0;
+Undisturbed::Undisturbed() {
+    ++undisturbed;
 }
 
 Undisturbed::~Undisturbed() {
-    undisturbed -= wanted_ ? 1 : 0;
+    --undisturbed;
 }
 
 }  // namespace zondarctl

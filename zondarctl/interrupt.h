@@ -11,13 +11,10 @@ bool interrupted();
 // Nothing ends the program during its life.
 class Undisturbed {
   public:
-    explicit Undisturbed(bool wanted = true);
+    Undisturbed();
     ~Undisturbed();
     Undisturbed(const Undisturbed&) = delete;
     Undisturbed& operator=(const Undisturbed&) = delete;
-
-  private:
-    bool wanted_;
 };
 
 }  // namespace zondarctl

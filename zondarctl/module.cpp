@@ -36,9 +36,7 @@ std::string consequence_of(const Parameter& parameter, const Value& value) {
 }
 
 Module::Module(const Options& options)
-    : options_(options), session_(std::make_unique<Session>(options.settings)) {
-    heed_interrupts();
-}
+    : options_(options), session_(std::make_unique<Session>(options.settings)) {}
 
 Session& Module::session() {
     if (!session_)
@@ -65,6 +63,7 @@ Bytes Module::ask(const Request& request) {
 Module::Progress Module::carry_out(const std::vector<Step>& steps) {
     Progress progress;
     const Step* before = nullptr;
+    std::optional<Undisturbed> undisturbed;
     for (const Step& step : steps) {
         // It sets back what the one before has written by the way.
         const bool mends = before != nullptr && before->parameter->also() == step.parameter;
@@ -73,7 +72,8 @@ Module::Progress Module::carry_out(const std::vector<Step>& steps) {
             break;
         }
         // What it writes by the way is set back by the next one.
-        const Undisturbed undisturbed(step.parameter->also() != nullptr || mends);
+        if (step.parameter->also() != nullptr)
+            undisturbed.emplace();
         try {
             carry_out(step);
         } catch (const Failure& failure) {
@@ -87,6 +87,8 @@ Module::Progress Module::carry_out(const std::vector<Step>& steps) {
         }
         ++progress.done;
         before = &step;
+        if (step.parameter->also() == nullptr)
+            undisturbed.reset();
     }
     return progress;
 }
@@ -149,8 +151,10 @@ void Module::follow(const Bytes& identity, const std::string& address) {
         settings.timeout = kGlance;
         try {
             session_ = std::make_unique<Session>(settings);
-            if (session_->ask(identification_request()) == identity)
+            if (session_->ask(identification_request()) == identity) {
+                session_->allow(options_.settings.timeout);
                 return;
+            }
         } catch (const Failure& failure) {
             why = failure.what();
         }

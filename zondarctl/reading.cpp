@@ -125,17 +125,16 @@ Report dump(const Options& options) {
             report.data[name] = nullptr;
         }
     };
-    std::optional<Session> session;
-    session.emplace(options.settings);
+    Session session(options.settings);
     report.data["tool"] = "zondarctl " ZONDAR_VERSION;
     report.data["taken"] = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
     part("identification",
-         [&] { return to_json(identification(session->ask(identification_request()))); });
-    part("status", [&] { return status_json(status(session->ask(status_request()))); });
+         [&] { return to_json(identification(session.ask(identification_request()))); });
+    part("status", [&] { return status_json(status(session.ask(status_request()))); });
     part("configuration_1",
-         [&] { return configuration_json(configuration(session->ask(block_request(1)))); });
+         [&] { return configuration_json(configuration(session.ask(block_request(1)))); });
     part("configuration_2",
-         [&] { return configuration_json(configuration(session->ask(block_request(2)))); });
+         [&] { return configuration_json(configuration(session.ask(block_request(2)))); });
     return report;
 }
 

@@ -14,6 +14,7 @@
 #include "zondarctl/commands.h"
 #include "zondarctl/confirm.h"
 #include "zondarctl/differences.h"
+#include "zondarctl/interrupt.h"
 #include "zondarctl/module.h"
 #include "zondarctl/parameter_report.h"
 
@@ -97,6 +98,7 @@ std::vector<std::string> names_of(const std::vector<Write>& writes) {
 }
 
 Report write_all(const Options& options, const std::vector<Write>& writes) {
+    heed_interrupts();
     Module module(options);
     const Configuration before = module.read();
     const std::string country = country_behind(writes, before);

@@ -137,14 +137,4 @@ std::vector<ModuleReport> reports_of(const Run& run, const Options& options,
     return modules;
 }
 
-int worst_status(const std::vector<ModuleReport>& modules, bool of_plugin) {
-    constexpr int kUnknown = 3;
-    const auto weight = [&](const ModuleReport& module) {
-        const int status = module.report.status;
-        return of_plugin && status == kUnknown ? 1 : 2 * status;
-    };
-    const auto worst = std::ranges::max_element(modules, {}, weight);
-    return worst == modules.end() ? kDone : worst->report.status;
-}
-
 }  // namespace zondarctl

@@ -25,8 +25,4 @@ Report report_of(const Run& run, const Options& options);
 std::vector<ModuleReport> reports_of(const Run& run, const Options& options,
                                      const std::vector<Target>& targets, std::size_t at_once);
 
-// The worst of their exit statuses: the largest one; of a monitoring plugin's a critical state,
-// then a warning, then an unknown one.
-int worst_status(const std::vector<ModuleReport>& modules, bool of_plugin);
-
 }  // namespace zondarctl

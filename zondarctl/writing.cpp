@@ -5,6 +5,7 @@
 #include "zondarctl/commands.h"
 #include "zondarctl/confirm.h"
 #include "zondarctl/differences.h"
+#include "zondarctl/interrupt.h"
 #include "zondarctl/module.h"
 #include "zondarctl/words.h"
 
@@ -23,6 +24,7 @@ Run resetting_factory(const Options& options) {
     const Request request = action_request("reset-factory");
     confirm_request(options, request);
     return [request](const Options& its) {
+        heed_interrupts();
         Module module(its);
         const Configuration before = module.read();
         module.ask(request);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "zondarctl/command_line.h"
@@ -28,13 +29,16 @@ bool is_misuse(const Report& report) {
     return report.error && report.error->stage == "usage";
 }
 
-// Asks all modules that are meant and prints what they say; the exit status.
+// Asks all modules that are meant and prints what they say; the exit status is the worst of theirs.
 int ask_several(const CommandLine& line, const Run& run) {
     const Invocation& invocation = line.invocation();
     const std::vector<ModuleReport> modules =
         reports_of(run, invocation.options, invocation.targets, invocation.at_once);
     print(modules, line.command(), line.is_check() ? sum_of_checks(modules) : "", invocation.style);
-    return worst_status(modules, line.is_check());
+    if (line.is_check())
+        return worst_check(modules);
+    const auto status = [](const ModuleReport& module) { return module.report.status; };
+    return status(*std::ranges::max_element(modules, {}, status));
 }
 
 Report ask_one(const CommandLine& line, const Run& run) {

@@ -2,6 +2,7 @@
 // events of the link level leave a record.
 #include "link/trace_file.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pcap/pcap.h>
 #include <sys/resource.h>
@@ -10,15 +11,18 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <sstream>
 
 #include "link/link_level.h"
 #include "tests/link/fake_transport.h"
 #include "tests/support/bytes.h"
 #include "tests/support/capture.h"
 #include "tests/support/files.h"
+#include "tests/support/program.h"
 
 namespace {
 
@@ -271,6 +275,38 @@ TEST_F(TraceFile, HoldsNothingOfAFrameWithWrongCodes) {
     receive(hex("A5 07 00 00 00 01 2A CF"));
     receive(hex("A5 87 00 00 00 01 7F F9 13"));
     EXPECT_FALSE(fs::exists(kPath));
+}
+
+// What the system is asked for while this program, started once more, writes the first record. Who
+// follows the file sees each part as it comes.
+TEST_F(TraceFile, IsWrittenPartByPart) {
+    constexpr const char* kInside = "ZONDAR_WRITES_A_RECORD";
+    load(hex("A5 03 00 00 00 02 3F 3C 80 00"));
+    if (std::getenv(kInside) != nullptr)
+        return write(kFrameSent);
+    setenv(kInside, "1", 1);
+    const std::string self = fs::read_symlink("/proc/self/exe");
+    const ProgramRun run = run_program({"/usr/bin/strace", "-o", "/tmp/calls", "-P", kPath, "-e",
+                                        "trace=access,openat,write,writev,close", self,
+                                        "--gtest_filter=TraceFile.IsWrittenPartByPart"});
+    unsetenv(kInside);
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
+    std::string calls;
+    std::istringstream lines(read_file("/tmp/calls"));
+    for (std::string line; std::getline(lines, line);) {
+        // What stands before is the fixture's own look for the file.
+        if (line.starts_with("access"))
+            calls.clear();
+        if (line.find('(') != std::string::npos)
+            calls += line.substr(0, line.find('(')) + line.substr(line.rfind(" = ")) + "\n";
+    }
+    EXPECT_THAT(calls, testing::MatchesRegex("access = -1 ENOENT [^\n]+\n"
+                                             "openat = [0-9]+\n"
+                                             "write = 24\n"
+                                             "write = 16\n"
+                                             "write = 1\n"
+                                             "write = 10\n"
+                                             "close = 0\n"));
 }
 
 }  // namespace

@@ -378,6 +378,14 @@ TEST(Session, TellsTheFateOfWhatWrites) {
     EXPECT_EQ(fate_of(write_brightness(52), {}), Outcome::not_sent);
     EXPECT_EQ(fate_of(write_brightness(52), {.target = {.host = "::1"}}), Outcome::not_sent);
     write_file(kLockFile, "x");
+    {
+        const Peer server([](const Peer::Accept& accept) {
+            while (const auto visitor = accept())
+                visitor->send(text_bytes("+OK\r\n"));
+        });
+        EXPECT_EQ(fate_of(write_brightness(52), {.timeout = kShort}), Outcome::not_sent);
+    }
+    write_file(kLockFile, "x");
     const Peer busy([](const Peer::Accept&) {}, 5);
     EXPECT_EQ(fate_of(write_brightness(52), {.timeout = kShort}), Outcome::not_sent);
     const Session other({});

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <random>
@@ -11,6 +12,7 @@
 #include "tests/support/faults.h"
 #include "tests/support/files.h"
 #include "tests/support/fleet.h"
+#include "tests/support/peer.h"
 #include "tests/support/wait.h"
 #include "tests/zondarctl/running_daemon.h"
 #include "tests/zondarctl/zondarctl.h"
@@ -24,9 +26,6 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
-
-using Json = nlohmann::ordered_json;
-using Words = std::vector<std::string>;
 
 constexpr char kDump[] = "/tmp/dump.json";
 
@@ -519,6 +518,23 @@ TEST_F(BrokenOff, ByALostModuleTellsHowFarItCame) {
     const Daemon again;
     empty_connection();
     expect_finished();
+}
+
+// A command that only reads has nothing to finish.
+TEST(Diff, EndsAtCtrlC) {
+    std::atomic<bool> asked = false;
+    const Peer silent([&](const Peer::Accept& accept) {
+        const auto request = accept();
+        const auto collection = accept();
+        asked = true;
+        accept();
+    });
+    const ProgramRun run =
+        run_program({zondarctl_path(), "-t", "20", "diff", "127.0.0.1"}, "", [&](int pid) {
+            EXPECT_TRUE(eventually([&] { return asked.load(); }));
+            kill(pid, SIGINT);
+        });
+    EXPECT_EQ(run.status, 1000 + SIGINT);
 }
 
 // Two modules of a fleet, and one that does not answer.

@@ -18,9 +18,6 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-using Json = nlohmann::ordered_json;
-using Words = std::vector<std::string>;
-
 // label=value[unit][;warn[;crit[;min[;max]]]], as the graphing programs read it.
 constexpr char kPluginLine[] =
     "ZONDAR (OK|WARNING|CRITICAL|UNKNOWN) - [^|\n]+"
@@ -182,7 +179,8 @@ TEST(CheckWithoutAModule, IsUnknownWhenItCannotDoWhatItWasAsked) {
     } cases[] = {
         {{"--nothing"}, "no option --nothing"},
         {{"--port", "0"}, "--port: '0' is out of range; 1 to 65535"},
-        {{"--warn", "alarma_inn"}, "the status has no 'alarma_inn'; did you mean alarma_in?"},
+        {{"--warn", "alarma_inn"},
+         "the status has no 'alarma_inn'; did you mean alarma_in, alarma_ip, alarma_hw or alarma_cod?"},
         {{"--ignore", "output_snyc"}, "the status has no 'output_snyc'; did you mean output_sync?"},
         {{"--critical", "nul_level:1"}, "the status has no 'nul_level'; did you mean null_level?"},
         {{"--critical", "Red.NID:1"}, "the status has no 'Red.NID'"},

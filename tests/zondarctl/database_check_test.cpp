@@ -17,8 +17,6 @@ namespace {
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-using Json = nlohmann::ordered_json;
-
 class DatabaseCheck : public testing::Test {
   protected:
     DatabaseCheck() { make_board(); }

@@ -18,9 +18,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-using Json = nlohmann::ordered_json;
-using Words = std::vector<std::string>;
-
 constexpr std::size_t kModules = 20;
 
 // The modules "sur-01" to "sur-10" and "norte-11" to "norte-20", in a file of the machine's user.

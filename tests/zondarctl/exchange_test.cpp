@@ -31,9 +31,6 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
-using Json = nlohmann::ordered_json;
-using Words = std::vector<std::string>;
-
 constexpr char kIdentity[] =
     "model        ZND\n"
     "software     2.4\n"

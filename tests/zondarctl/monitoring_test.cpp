@@ -19,8 +19,6 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-using Words = std::vector<std::string>;
-
 // The indented lines of the guide that stand together and have this one among them.
 std::string block(const std::string& line_of_it) {
     std::istringstream guide(read_file(ZONDAR_SOURCE_DIR "/docs/operation.md"));

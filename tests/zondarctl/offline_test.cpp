@@ -23,8 +23,6 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 
-using Words = std::vector<std::string>;
-
 Json committed_catalogue() {
     return Json::parse(read_file(ZONDAR_SOURCE_DIR "/docs/commands.json"));
 }

@@ -19,9 +19,6 @@ using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-using Json = nlohmann::ordered_json;
-using Words = std::vector<std::string>;
-
 // The clock of this machine, which is the daemon's, too.
 std::string now_as(const char* format) {
     const std::time_t now = std::time(nullptr);

@@ -19,9 +19,6 @@ using testing::MatchesRegex;
 using testing::SizeIs;
 using testing::StartsWith;
 
-using Json = nlohmann::ordered_json;
-using Words = std::vector<std::string>;
-
 constexpr std::size_t kModules = 6;
 constexpr std::size_t kDead = 4;
 constexpr std::size_t kHung = 5;

@@ -20,9 +20,6 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
 
-using Json = nlohmann::ordered_json;
-using Words = std::vector<std::string>;
-
 std::string without_times(const std::string& text) {
     static const std::regex kTime(
         "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}"

@@ -26,9 +26,6 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 
-using Json = nlohmann::ordered_json;
-using Words = std::vector<std::string>;
-
 // What can be set, as the protocol has it.
 struct Row {
     std::string name;

@@ -8,10 +8,12 @@
 
 #include "tests/support/program.h"
 
+using Json = nlohmann::ordered_json;
+using Words = std::vector<std::string>;
+
 // Runs `zondarctl WORDS...`.
-ProgramRun run_zondarctl(const std::vector<std::string>& words, const std::string& input = "");
-ProgramRun zondarctl_on_terminal(const std::vector<std::string>& words,
-                                 const std::string& typed = "");
+ProgramRun run_zondarctl(const Words& words, const std::string& input = "");
+ProgramRun zondarctl_on_terminal(const Words& words, const std::string& typed = "");
 
 // Keeps what it printed, if that is JSON, for the test behind all tests that validates it.
 ProgramRun keep_json(ProgramRun run);
@@ -21,7 +23,7 @@ std::string zondarctl_path();
 
 // With --json: the object that it printed. Fails the test when that is not exactly one, or when the
 // exit status is another.
-nlohmann::ordered_json json_of(const std::vector<std::string>& words, int status = 0);
+Json json_of(const Words& words, int status = 0);
 
 // What was printed, line by line.
-std::vector<std::string> lines_of(const std::string& text);
+Words lines_of(const std::string& text);
