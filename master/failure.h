@@ -1,7 +1,9 @@
 // What goes wrong between a master and a module, by the stage at which it did.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -20,6 +22,14 @@ enum class Stage : std::uint8_t {
     command,   // an answer to something else
     refused,   // the module refused the request
 };
+
+inline constexpr const char* kStageNames[] = {"resolve", "lock",     "connect", "resync", "answer",
+                                              "code",    "sequence", "command", "refused"};
+static_assert(std::size(kStageNames) == static_cast<std::size_t>(Stage::refused) + 1);
+
+constexpr const char* name_of(Stage stage) {
+    return kStageNames[static_cast<std::size_t>(stage)];
+}
 
 // What became of a request that changes something.
 enum class Outcome : std::uint8_t {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <future>
 #include <memory>
+#include <semaphore>
 #include <system_error>
 #include <thread>
 
@@ -53,17 +54,28 @@ Found find(const std::string& host, int flags) {
 }
 
 // A name server may take longer than the deadline. What it then says is freed by the thread that
-// asked it.
+// asked it. Of those threads there are not many, however often somebody asks.
 Found find_within(const std::string& host, const Deadline& deadline) {
-    std::packaged_task<Found()> task([host] { return find(host, 0); });
+    static std::counting_semaphore lookups(kLookups);
+    const auto fail = [&host](std::string_view why) {
+        throw Failure(Stage::resolve, fmt::format("no host {}: {}", host, why));
+    };
+    if (!lookups.try_acquire_for(deadline.left()))
+        fail("no answer in time");
+    std::packaged_task<Found()> task([host] {
+        Found found = find(host, 0);
+        lookups.release();
+        return found;
+    });
     std::future<Found> found = task.get_future();
     try {
         std::thread(std::move(task)).detach();
     } catch (const std::system_error& error) {
-        throw Failure(Stage::resolve, fmt::format("no host {}: {}", host, error.what()));
+        lookups.release();
+        fail(error.what());
     }
     if (found.wait_for(deadline.left()) != std::future_status::ready)
-        throw Failure(Stage::resolve, fmt::format("no host {}: no answer in time", host));
+        fail("no answer in time");
     return found.get();
 }
 

@@ -23,6 +23,10 @@
 
 namespace master {
 
+// So many names are looked up at a time; each has a thread and up to two open files meanwhile,
+// which may last longer than the deadline of who asked.
+constexpr int kLookups = 64;
+
 // Throws a Failure when there is no such host, or when the deadline is sooner.
 sockaddr_in address_of(const Target& target, const Deadline& deadline);
 

@@ -89,6 +89,7 @@ void Session::resync() {
 
 // Whatever it meets, no request was sent by then.
 std::chrono::milliseconds Session::bring_back() {
+    ++resyncs_;
     try {
         const auto took = resynchronise(address_, deadline_, lock_, left_over_);
         left_over_ = 0;

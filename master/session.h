@@ -35,6 +35,8 @@ class Session {
     void allow(std::chrono::milliseconds timeout);
     // The answer's info. A request that the module refuses is a Failure.
     Bytes ask(const Request& request);
+    // How often the module had to be brought back to between two frames.
+    [[nodiscard]] unsigned resyncs() const { return resyncs_; }
     // Brings the module back to between two frames; what a far one takes longer for, the next call
     // goes on with. ask() does so by itself after an exchange, this program's or another's, that
     // did not end well.
@@ -54,6 +56,7 @@ class Session {
     Deadline deadline_;
     sockaddr_in address_;
     TargetLock lock_;
+    unsigned resyncs_ = 0;
     unsigned left_over_ = 0;  // answers to somebody else, since all was well
 };
 

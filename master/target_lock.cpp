@@ -41,8 +41,8 @@ std::string path_for(const sockaddr_in& address) {
 }
 
 // An existing file first: in a shared folder only its owner may open it for creation. Writable for
-// all, since any user's program may leave its mark.
-int open_lock(const std::string& path) {
+// all, since any user's program may leave its mark; -1 as long as its owner has not made it so.
+int try_to_open(const std::string& path) {
     constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
     constexpr mode_t kForAll = 0666;
     int descriptor = open(path.c_str(), kFlags);
@@ -51,10 +51,21 @@ int open_lock(const std::string& path) {
         if (descriptor != -1)
             fchmod(descriptor, kForAll);
     }
-    if (descriptor == -1)
-        throw Failure(Stage::lock,
-                      fmt::format("cannot lock the target: {}: {}", path, std::strerror(errno)));
     return descriptor;
+}
+
+int open_lock(const std::string& path) {
+    constexpr int kAttempts = 20;
+    for (int attempt = 1;; ++attempt) {
+        const int descriptor = try_to_open(path);
+        if (descriptor != -1)
+            return descriptor;
+        const int error = errno;
+        if (error != EACCES || attempt == kAttempts)
+            throw Failure(Stage::lock, fmt::format("cannot lock the target: {}: {}", path,
+                                                   std::strerror(error)));
+        std::this_thread::sleep_for(kPause);
+    }
 }
 
 // What keeps `length` bytes from `start` on from being locked; l_type is F_UNLCK when nothing does.

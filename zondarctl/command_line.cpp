@@ -182,6 +182,7 @@ void CommandLine::add_options() {
         ->delimiter(',')
         ->take_all()
         ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app_.add_option("--port", port_, "TCP port of those without one")
         ->type_name("PORT")
@@ -191,6 +192,7 @@ void CommandLine::add_options() {
     app_.add_option("--where", where_, "those of them with this label, such as site=sur")
         ->type_name("LABEL=VALUE")
         ->expected(1)
+        ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app_.add_option("--parallel", it_.at_once, "how many modules are asked at once")
         ->type_name("N")

@@ -5,11 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <cwchar>
 
 #include "master/bytes.h"
 #include "zondarctl/waiting.h"
@@ -20,64 +18,13 @@ namespace {
 
 constexpr int kSchema = 2;
 
-struct StageRow {
-    Stage stage;
-    const char* name;
-    Status status;
-};
-
-// clang-format off
-constexpr StageRow kStages[] = {
-    {Stage::resolve, "resolve", kNoConnection},
-    {Stage::lock, "lock", kLocked},
-    {Stage::connect, "connect", kNoConnection},
-    {Stage::resync, "resync", kNoAnswer},
-    {Stage::answer, "answer", kNoAnswer},
-    {Stage::code, "code", kWrongCode},
-    {Stage::sequence, "sequence", kWrongSequence},
-    {Stage::command, "command", kOtherCommand},
-    {Stage::refused, "refused", kRefusedOrDifferent},
-};
-// clang-format on
+// By stage.
+constexpr Status kStatuses[] = {kNoConnection,  kLocked,       kNoConnection,
+                                kNoAnswer,      kNoAnswer,     kWrongCode,
+                                kWrongSequence, kOtherCommand, kRefusedOrDifferent};
+static_assert(std::size(kStatuses) == std::size(kStageNames));
 
 constexpr const char* kOutcomes[] = {"", "not sent", "not taken", "unknown"};
-
-// The first character of a text in UTF-8.
-struct Character {
-    std::size_t length;  // in bytes; 0 when the text begins with none
-    wchar_t code;
-};
-
-Character first_character(std::string_view text) {
-    static const locale_t kUtf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    const locale_t before = uselocale(kUtf8);
-    std::mbstate_t state{};
-    wchar_t code = 0;
-    const std::size_t length = std::mbrtowc(&code, text.data(), text.size(), &state);
-    uselocale(before);
-    constexpr auto kNone = static_cast<std::size_t>(-2);
-    // The library takes the longer sequences of old, too.
-    constexpr wchar_t kLast = 0x10FFFF;
-    const bool surrogate = code >= 0xD800 && code < 0xE000;
-    if (length >= kNone || surrogate || code > kLast)
-        return {0, 0};
-    return {std::max<std::size_t>(length, 1), code};  // a NUL has the length 0
-}
-
-bool is_utf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = first_character(text).length;
-        if (length == 0)
-            return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
-// Of ASCII and of the block behind it.
-bool is_control(wchar_t code) {
-    return code < 0x20 || (code >= 0x7F && code < 0xA0);
-}
 
 // Columns on the screen: characters, not bytes.
 std::size_t width_of(std::string_view text) {
@@ -159,8 +106,8 @@ std::vector<TextLine> table_of(const std::vector<ModuleReport>& modules) {
 }  // namespace
 
 void Report::fail(const Failure& failure) {
-    const auto* const its = std::ranges::find(kStages, failure.stage(), &StageRow::stage);
-    fail(its->status, its->name, failure.what());
+    fail(kStatuses[static_cast<std::size_t>(failure.stage())], name_of(failure.stage()),
+         failure.what());
     error->outcome = failure.outcome();
     error->of_module = true;
 }
@@ -235,22 +182,6 @@ std::string text_of(const std::vector<TextLine>& lines, bool color) {
 bool write_text(std::FILE* stream, std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stream) == text.size() &&
            std::fflush(stream) == 0;
-}
-
-std::string printable(std::string_view text) {
-    std::string shown;
-    while (!text.empty()) {
-        const Character character = first_character(text);
-        const std::string_view bytes = text.substr(0, std::max<std::size_t>(character.length, 1));
-        if (character.length == 0 || is_control(character.code)) {
-            for (const char byte : bytes)
-                shown += fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
-        } else {
-            shown += bytes;
-        }
-        text.remove_prefix(bytes.size());
-    }
-    return shown;
 }
 
 void put_text(Json& object, const std::string& key, const std::string& text) {

@@ -14,6 +14,7 @@
 #include "master/answers.h"
 #include "master/failure.h"
 #include "master/targets.h"
+#include "master/text.h"
 
 namespace zondarctl {
 
@@ -107,9 +108,6 @@ std::string text_of(const std::vector<TextLine>& lines, bool color = false);
 // On standard output or standard error. False when not all could be written; what was asked of the
 // module is done all the same.
 bool write_text(std::FILE* stream, std::string_view text);
-
-// A text for people: what a terminal would act on is escaped, and what is not UTF-8.
-std::string printable(std::string_view text);
 
 // Adds a text of any encoding: one that is not UTF-8 is shown as well as it can be and has its
 // bytes beside it, under the name with "_hex".

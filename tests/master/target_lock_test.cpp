@@ -75,6 +75,18 @@ TEST(TargetLock, IsAFileThatEveryUserCanLock) {
                   perms::others_read | perms::others_write);
 }
 
+// Its owner makes it writable for all right behind the making.
+TEST(TargetLock, IsAFileThatAnotherUserIsStillMaking) {
+    write_file(kLockFile, "");
+    ASSERT_EQ(chmod(kLockFile, 0), 0);
+    std::thread owner([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        chmod(kLockFile, 0666);
+    });
+    EXPECT_EQ(outcome_of([] { return Session({.timeout = kForEver}), Bytes(); }), "0 bytes");
+    owner.join();
+}
+
 TEST(TargetLock, FollowsNoLinkThatSomebodyLaid) {
     write_file("/tmp/precious", "text");
     std::filesystem::create_symlink("/tmp/precious", kLockFile);

@@ -483,6 +483,8 @@ const Misuse kMisuses[] = {
      "cannot write frames to /none/trace: No such file or directory"},
     // 3 is a monitoring plugin's UNKNOWN.
     {{"check", "x"}, "'x' is one word too many", 3},
+    {{"check", "--host", "127.0.0.1", "x"}, "'x' is one word too many", 3},
+    {{"check", "--where", "site=sur", "x"}, "'x' is one word too many", 3},
     {{"check", "--nonsense"}, "no option --nonsense", 3},
     {{"check", "--warn"}, "--warn: 1 required NAME[:RANGE] missing", 3},
     {{"check", "-t", "x"}, "--timeout: 'x' is no number; 0.001 to 86400", 3},
