@@ -17,6 +17,7 @@ ZONDAR_NET_RECEIVER_CONF_OPTS = \
 	-DCMAKE_BUILD_TYPE=MinSizeRel \
 	-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF \
 	-DBUILD_TESTING=OFF \
+	-DZONDAR_EXPORTER=OFF \
 	-DZONDAR_TOOLS=OFF
 
 define ZONDAR_NET_RECEIVER_INSTALL_DEFAULTS
@@ -29,7 +30,8 @@ ZONDAR_NET_RECEIVER_POST_INSTALL_TARGET_HOOKS += ZONDAR_NET_RECEIVER_INSTALL_DEF
 
 define ZONDAR_NET_RECEIVER_INSTALL_INIT_SYSTEMD
 	$(INSTALL) -D -m 0644 -t $(TARGET_DIR)/usr/lib/systemd/system \
-		$(@D)/packaging/systemd/*.service $(@D)/packaging/systemd/*.timer
+		$(@D)/packaging/systemd/zondar-net-receiver*.service \
+		$(@D)/packaging/systemd/zondar-net-receiver*.timer
 	$(INSTALL) -D -m 0644 $(@D)/packaging/systemd/strict.conf \
 		$(TARGET_DIR)/usr/share/zondar-net-receiver/strict.conf
 endef

@@ -23,6 +23,7 @@ EXTRA_OECMAKE = " \
     -DCMAKE_BUILD_TYPE=MinSizeRel \
     -DCMAKE_COMPILE_WARNING_AS_ERROR=OFF \
     -DBUILD_TESTING=OFF \
+    -DZONDAR_EXPORTER=OFF \
     -DZONDAR_TOOLS=OFF \
 "
 
@@ -31,7 +32,8 @@ do_install:append() {
     install -D -m 0755 -t ${D}${libexecdir}/zondar-net-receiver ${S}/packaging/libexec/*
     install -D -m 0644 -t ${D}${datadir}/zondar-net-receiver ${S}/packaging/systemd/strict.conf
     install -D -m 0644 -t ${D}${systemd_system_unitdir} \
-        ${S}/packaging/systemd/*.service ${S}/packaging/systemd/*.timer
+        ${S}/packaging/systemd/zondar-net-receiver*.service \
+        ${S}/packaging/systemd/zondar-net-receiver*.timer
 }
 
 # The timer is the operator's choice.
