@@ -24,7 +24,7 @@ done
 
 # Most of what is slow in the tests only waits, so more of them run at once than there are cores, and
 # what they leave of the cores goes to the static analysis.
-nice tools/analyse app processor params queltdb protocol link transport master &
+nice tools/analyse app processor params queltdb protocol link transport master exporter &
 analysis=$!
 trap 'kill "$analysis" 2> /dev/null || true' EXIT
 

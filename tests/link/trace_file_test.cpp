@@ -286,9 +286,10 @@ TEST_F(TraceFile, IsWrittenPartByPart) {
         return write(kFrameSent);
     setenv(kInside, "1", 1);
     const std::string self = fs::read_symlink("/proc/self/exe");
-    const ProgramRun run = run_program({"/usr/bin/strace", "-o", "/tmp/calls", "-P", kPath, "-e",
-                                        "trace=access,openat,write,writev,close", self,
-                                        "--gtest_filter=TraceFile.IsWrittenPartByPart"});
+    const ProgramRun run =
+        run_program({"/usr/bin/strace", "-E", "ASAN_OPTIONS=detect_leaks=0", "-o", "/tmp/calls",
+                     "-P", kPath, "-e", "trace=access,openat,write,writev,close", self,
+                     "--gtest_filter=TraceFile.IsWrittenPartByPart"});
     unsetenv(kInside);
     EXPECT_EQ(run.status, 0) << run.out << run.err;
     std::string calls;
