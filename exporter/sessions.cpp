@@ -130,7 +130,7 @@ void Sessions::work() {
 // What came too late behind another question says nothing about the module.
 Answer Sessions::ask_now(Running& running) const {
     if (running.deadline.passed())
-        return unasked(running.question, {}, Stage::lock,
+        return unasked(running.question, running.timeout, Stage::lock,
                        "no time was left behind what the module was asked before");
     Answer answer = answer_to(running.question, running.deadline.left(), running.progress);
     figures_.record(running.question, answer);
