@@ -326,6 +326,40 @@ void for_each_also_written(const Subcommand& row, Take take) {
     }
 }
 
+struct ValueText {
+    const char* of;  // the name of a parameter or a field
+    std::uint32_t value;
+    const char* text;
+};
+
+inline constexpr ValueText kValues[] = {
+#define VALUE(of, value, text) {of, value, text},
+#define LINES "protocol/messages.def"
+#include "protocol/lines.inc"
+};
+
+enum class Severity : std::uint8_t { note, warn, error };
+inline constexpr const char* kSeverityNames[] = {"note", "warn", "error"};
+
+// What may be found in a capture of a conversation.
+enum class Finding : std::uint8_t {
+#define FINDING(id, severity, text) id,
+#define LINES "protocol/messages.def"
+#include "protocol/lines.inc"
+};
+
+struct FindingText {
+    const char* name;
+    Severity severity;
+    const char* text;
+};
+
+inline constexpr FindingText kFindings[] = {
+#define FINDING(id, severity, text) {#id, Severity::severity, text},
+#define LINES "protocol/messages.def"
+#include "protocol/lines.inc"
+};
+
 // The states of the board, by their names in the database.
 inline constexpr const char* kStates[] = {
 #define STATE(name, reading) #name,
