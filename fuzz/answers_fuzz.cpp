@@ -26,6 +26,7 @@ constexpr std::uint8_t kStart = 0xA5;
 constexpr std::size_t kShortest = 7;
 constexpr std::size_t kLongest = 2 + 2 * 261;  // each byte behind the second one doubled
 constexpr std::size_t kLongestText = 18;
+constexpr std::size_t kMostItemsOfRequest = 6;
 constexpr std::int64_t kLargest = 0xFFFFFF;
 constexpr std::int64_t kLowestLevel = -127;
 
@@ -102,7 +103,7 @@ void check_meaning(const Meaning& meaning) {
     if (meaning.text.starts_with("answer: "))
         check_items(meaning.items);
     if (meaning.text.starts_with("request: "))
-        REQUIRE(meaning.items.size() <= 1);
+        REQUIRE(meaning.items.size() <= kMostItemsOfRequest);
 }
 
 // What was read is read again from a frame of its own.
@@ -139,11 +140,14 @@ std::size_t take_frame(Info stream) {
         const mensaje& record = frame->record;
         REQUIRE((record.secuencia == 0) == (frame->result == kReceived));
         REQUIRE(record.comando < 16 && record.secuencia < 8);
-        check_meaning(meaning_of(record));
+        for (const Half half : {Half::unknown, Half::request, Half::answer})
+            check_meaning(meaning_of(record, half));
         check_info({record.info, record.longitud});
         check_again(record);
     } else {
         REQUIRE(frame->result == kCodeError);
+        const WrongCodes wrong = wrong_codes(frame->record);
+        REQUIRE(wrong.checksum || wrong.crc);
     }
     return frame->skipped + frame->length;
 }

@@ -28,31 +28,56 @@ Items written(const Subcommand& row, Info info) {
     return {{parameter->name, std::int64_t{number_in(value.first(row.width))}}};
 }
 
-Meaning meaning_of_write(Info info) {
+Meaning meaning_of_write_request(Info info) {
     if (info.empty())
-        return {"answer: written or not", {}};
-    if (is_refusal(protocol::command::write, info) &&
-        std::ranges::count(info, 0) == std::ssize(info))
-        return {"answer: refused", {}};
+        return {"request: write, no sub-command", {}};
     const Subcommand* const row = protocol::find_subcommand(info[0]);
     if (row == nullptr)
         return {fmt::format("request: write, unknown sub-command {}", info[0]), {}};
-    // Requests with these codes have other lengths.
-    if (row->answer != Layout::none && info.size() == protocol::length(row->answer))
-        return {fmt::format("answer: sub-command {}", row->code), action_answer(info)};
     std::string text = fmt::format("request: write, sub-command {} {}", row->code, row->log_name);
     text.erase(text.find_last_not_of(' ') + 1);
     return {text, written(*row, info)};
 }
 
+Meaning meaning_of_write_answer(Info info) {
+    if (info.empty())
+        return {"answer: written or not", {}};
+    if (is_refusal_of_write(info))
+        return {"answer: refused", {}};
+    return {fmt::format("answer: sub-command {}", info[0]), action_answer(info)};
+}
+
+// Requests with the codes that are answered with data have other lengths.
+Half half_of_write(Info info) {
+    const Subcommand* const row = info.empty() ? nullptr : protocol::find_subcommand(info[0]);
+    const bool answers = info.empty() || is_refusal_of_write(info) ||
+                         (row != nullptr && row->answer != Layout::none &&
+                          info.size() == protocol::length(row->answer));
+    return answers ? Half::answer : Half::request;
+}
+
+Meaning meaning_of_block_request(Info info) {
+    if (info.size() != protocol::length(Layout::block))
+        return {"request: configuration, of a wrong length", {}};
+    return {fmt::format("request: configuration, block {}",
+                        protocol::fields(protocol::block_layout(info[0])).front().extra),
+            {}};
+}
+
 Meaning meaning_of_configuration(Info info) {
     if (info.empty())
         return {"answer: no configuration, the request had a wrong length", {}};
-    if (info.size() == protocol::length(Layout::block))
-        return {fmt::format("request: configuration, block {}",
-                            protocol::fields(protocol::block_layout(info[0])).front().extra),
-                {}};
     return {fmt::format("answer: configuration, block {}", info[0]), configuration(info)};
+}
+
+// Which half a frame of a known command looks like.
+Half half_of(std::uint8_t command, Info info) {
+    if (command == protocol::command::write)
+        return half_of_write(info);
+    const bool is_request = command == protocol::command::configuration
+                                ? info.size() == protocol::length(Layout::block)
+                                : info.empty();
+    return is_request ? Half::request : Half::answer;
 }
 
 }  // namespace
@@ -79,16 +104,23 @@ Items action_answer(Info info) {
     return items_of(other ? row->other_answer : row->answer, info);
 }
 
-Meaning meaning_of(const mensaje& frame) {
+bool is_refusal_of_write(Info info) {
+    return is_refusal(protocol::command::write, info) &&
+           std::ranges::count(info, 0) == std::ssize(info);
+}
+
+Meaning meaning_of(const mensaje& frame, Half half) {
     const Info info(frame.info, frame.longitud);
     if (frame.comando >= std::size(protocol::kCommands))
         return {fmt::format("unknown command {}", frame.comando), {}};
+    const bool is_request =
+        (half == Half::unknown ? half_of(frame.comando, info) : half) == Half::request;
     if (frame.comando == protocol::command::write)
-        return meaning_of_write(info);
+        return is_request ? meaning_of_write_request(info) : meaning_of_write_answer(info);
     if (frame.comando == protocol::command::configuration)
-        return meaning_of_configuration(info);
+        return is_request ? meaning_of_block_request(info) : meaning_of_configuration(info);
     const protocol::Command& command = protocol::kCommands[frame.comando];
-    if (info.empty())
+    if (is_request)
         return {fmt::format("request: {}", command.name), {}};
     return {fmt::format("answer: {}", command.name), items_of(command.answer, info)};
 }

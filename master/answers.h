@@ -17,12 +17,19 @@ Items configuration(std::span<const std::uint8_t> info);
 // Of the actions that are answered with data.
 Items action_answer(std::span<const std::uint8_t> info);
 
-// A frame read without knowing what it belongs to. In which direction it went is told by its length
-// and its content.
+// Whether an answer to a write is a refusal: zeros, as many as there can be.
+bool is_refusal_of_write(std::span<const std::uint8_t> info);
+
 struct Meaning {
     std::string text;  // "answer: identification"
     Items items;
 };
-Meaning meaning_of(const mensaje& frame);
+
+// Which half of an exchange a frame is.
+enum class Half : std::uint8_t { unknown, request, answer };
+
+// Of a frame without the other half. Which one it is, where that is not known, is told by its
+// length and its content.
+Meaning meaning_of(const mensaje& frame, Half half = Half::unknown);
 
 }  // namespace master

@@ -1,7 +1,9 @@
 #include "master/frame.h"
 
 #include <algorithm>
+#include <numeric>
 
+#include "link/crc8.h"
 #include "link/link_level.h"
 #include "master/wire.h"
 
@@ -68,10 +70,21 @@ std::optional<ReadFrame> read_frame(std::span<const std::uint8_t> bytes) {
     }
     frame.length = from_start.size() - tape.rest().size();
     // A reception ends with the first byte of a doubled last one.
-    if (from_start[frame.length - 1] == kStartByte && !tape.rest().empty() &&
-        tape.rest().front() == kStartByte && frame.result != kTimeout)
+    frame.ends_doubled = from_start[frame.length - 1] == kStartByte && !tape.rest().empty() &&
+                         tape.rest().front() == kStartByte && frame.result != kTimeout;
+    if (frame.ends_doubled)
         ++frame.length;
     return frame;
+}
+
+WrongCodes wrong_codes(const mensaje& record) {
+    const std::size_t length = kInfoOffset + record.longitud;
+    const std::span<const std::uint8_t> covered(frame_area(record) + kControlOffset,
+                                                frame_area(record) + length);
+    const unsigned sum = std::accumulate(covered.begin(), covered.end(), 0U);
+    const bool crc8_mode = (record.control & kCrc8ModeBit) != 0;
+    return {.checksum = (sum + frame_area(record)[length]) % 256 != 0,
+            .crc = crc8_mode && frame_area(record)[length + 1] != crc8(0, covered)};
 }
 
 }  // namespace master

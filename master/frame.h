@@ -24,10 +24,20 @@ struct ReadFrame {
     int result = 0;           // of link/link_level.h; kTimeout for a frame that is not complete
     std::size_t skipped = 0;  // bytes before its start
     std::size_t length = 0;   // bytes on the wire, from its start on
+    bool ends_doubled =
+        false;  // its last byte is there twice: it is complete with the first of them
 };
 
 // The first frame in `bytes`; nothing when no start byte is among them. Of a frame with another
 // sequence number than 0 the info is plain all the same.
 std::optional<ReadFrame> read_frame(std::span<const std::uint8_t> bytes);
+
+struct WrongCodes {
+    bool checksum;
+    bool crc;
+};
+
+// Which ones are, of a frame that was read with kCodeError from bytes as they go over the wire.
+WrongCodes wrong_codes(const mensaje& record);
 
 }  // namespace master

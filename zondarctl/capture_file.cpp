@@ -7,9 +7,10 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <memory>
-#include <tuple>
+#include <numeric>
 #include <utility>
 
 #include "link/link_level.h"
@@ -69,13 +70,30 @@ void scramble(mensaje& record) {
         byte ^= kScramble;
 }
 
+// Doubles what the wire has twice.
+Bytes stuffed(Packet frame) {
+    constexpr std::size_t kNeverDoubled = 2;
+    Bytes bytes(frame.begin(), frame.begin() + kNeverDoubled);
+    for (const std::uint8_t byte : frame.subspan(kNeverDoubled))
+        bytes.insert(bytes.end(), byte == kStartByte ? 2 : 1, byte);
+    return bytes;
+}
+
+// A frame of a trace file, whose info is plain, as it went over the wire.
+Bytes wire_form(CapturedFrame captured) {
+    mensaje& record = captured.frame.record;
+    if ((record.control & kCrc8ModeBit) != 0)
+        scramble(record);
+    return stuffed({frame_area(record), captured.frame.length});
+}
+
 // A record of the trace file: the direction, then the record area up to the byte behind the
 // checksum, which is the CRC in CRC8 mode only.
-std::optional<CapturedFrame> traced_frame(Packet packet, std::int64_t time) {
+std::optional<CapturedFrame> traced_frame(Packet packet, Moment moment) {
     if (packet.size() < 1 + kInfoOffset + 2)
         return std::nullopt;
     const Packet area = packet.subspan(1);
-    CapturedFrame captured{.time = time};
+    CapturedFrame captured{.began = moment, .completed = moment};
     captured.direction = packet[0] == 0 ? Direction::from_module : Direction::to_module;
     std::memcpy(&captured.frame.record, area.data(), std::min(area.size(), sizeof(mensaje)));
     mensaje& record = captured.frame.record;
@@ -153,11 +171,13 @@ Packet ip_in(const LinkLayer& layer, Packet packet) {
 }
 
 struct Segment {
-    std::uint32_t source, destination;
-    std::uint16_t source_port, destination_port;
+    Endpoint source, destination;
     std::uint32_t sequence;
     bool begins;         // SYN: its number counts as a byte
+    bool ends;           // FIN
+    bool resets;         // RST
     std::size_t length;  // with its header
+    std::uint32_t sent;  // of its payload, whatever the capture has of it
     Packet payload;
 };
 
@@ -166,11 +186,15 @@ std::optional<Segment> segment_in(Packet ip, std::uint16_t port) {
     constexpr std::size_t kSmallest = 20;
     constexpr std::uint8_t kTcp = 6;
     constexpr std::uint32_t kFragment = 0x3FFF;
+    constexpr std::uint8_t kFin = 0x01;
+    constexpr std::uint8_t kSyn = 0x02;
+    constexpr std::uint8_t kRst = 0x04;
     if (ip.size() < kSmallest || ip[0] >> 4U != 4 || ip[9] != kTcp ||
         (number_in(ip.subspan(6, 2)) & kFragment) != 0)
         return std::nullopt;
     const std::size_t ip_header = std::size_t{4} * (ip[0] & 0x0FU);
-    const std::size_t total = std::min<std::size_t>(number_in(ip.subspan(2, 2)), ip.size());
+    const std::size_t announced = number_in(ip.subspan(2, 2));
+    const std::size_t total = std::min(announced, ip.size());
     if (ip_header < kSmallest || total < ip_header + kSmallest)
         return std::nullopt;
     const Packet tcp = ip.subspan(ip_header, total - ip_header);
@@ -181,82 +205,286 @@ std::optional<Segment> segment_in(Packet ip, std::uint16_t port) {
     const auto destination_port = static_cast<std::uint16_t>(number_in(tcp.subspan(2, 2)));
     if (source_port != port && destination_port != port)
         return std::nullopt;
-    return Segment{.source = number_in(ip.subspan(12, 4)),
-                   .destination = number_in(ip.subspan(16, 4)),
-                   .source_port = source_port,
-                   .destination_port = destination_port,
+    const std::uint8_t flags = tcp[13];
+    return Segment{.source = {number_in(ip.subspan(12, 4)), source_port},
+                   .destination = {number_in(ip.subspan(16, 4)), destination_port},
                    .sequence = number_in(tcp.subspan(4, 4)),
-                   .begins = (tcp[13] & 0x02U) != 0,
+                   .begins = (flags & kSyn) != 0,
+                   .ends = (flags & kFin) != 0,
+                   .resets = (flags & kRst) != 0,
                    .length = tcp.size(),
+                   .sent = static_cast<std::uint32_t>(announced - ip_header - tcp_header),
                    .payload = tcp.subspan(tcp_header)};
 }
 
 // One direction of a connection.
 struct Flow {
     struct Part {
-        std::int64_t time;
+        Moment moment;
         Bytes bytes;
     };
-    std::uint32_t first = 0;                   // the sequence number of its first byte
+    struct Mark {
+        Event::What what;
+        Moment moment;
+        std::uint32_t distance;
+    };
+    std::optional<std::uint32_t> first = {};   // the sequence number of its first byte
     std::map<std::uint32_t, Part> parts = {};  // by the distance from it
-    Direction direction = Direction::unknown;
+    std::vector<Mark> marks = {};
 };
 
-using FlowKey = std::tuple<std::uint32_t, std::uint16_t, std::uint32_t, std::uint16_t>;
+struct TcpConnection {
+    Connection ends;
+    Flow of_master = {};
+    Flow of_module = {};
+};
 
-void add_segment(std::map<FlowKey, std::vector<Flow>>& flows, const Segment& segment,
-                 std::int64_t time, std::uint16_t port) {
-    std::vector<Flow>& connections =
-        flows[{segment.source, segment.source_port, segment.destination, segment.destination_port}];
-    const std::uint32_t sequence = segment.sequence + (segment.begins ? 1 : 0);  // of its payload
-    if (segment.begins || connections.empty()) {
-        connections.push_back({.first = sequence,
-                               .direction = segment.destination_port == port
-                                                ? Direction::to_module
-                                                : Direction::from_module});
-    }
-    Flow& flow = connections.back();
-    const std::uint32_t distance = sequence - flow.first;
-    constexpr std::uint32_t kBehind = 0x80000000;
-    if (segment.payload.empty() || distance >= kBehind)
-        return;
-    Flow::Part& part = flow.parts[distance];
-    if (part.bytes.size() < segment.payload.size())
-        part = {time, {segment.payload.begin(), segment.payload.end()}};
+// A SYN with this number is not the one known, sent again.
+bool begins_anew(const Flow& flow, std::uint32_t first) {
+    const bool ended = std::ranges::any_of(
+        flow.marks, [](const Flow::Mark& mark) { return mark.what >= Event::What::ended; });
+    return flow.first && (*flow.first != first || !flow.parts.empty() || ended);
 }
 
-// The bytes up to the first that is missing, without what was sent twice.
-void add_frames_of(const Flow& flow, std::vector<CapturedFrame>& frames) {
-    Bytes bytes;
-    std::map<std::size_t, std::int64_t> times;
+// Each byte keeps the moment at which it was sent first.
+void add_bytes(Flow& flow, std::uint32_t distance, Packet payload, const Moment& moment) {
+    while (!payload.empty()) {
+        Flow::Part& part = flow.parts[distance];
+        if (part.bytes.empty())
+            part = {moment, {payload.begin(), payload.end()}};
+        const std::size_t known = std::min(part.bytes.size(), payload.size());
+        distance += static_cast<std::uint32_t>(known);
+        payload = payload.subspan(known);
+    }
+}
+
+void add_segment(Flow& flow, const Segment& segment, Event::What beginning, const Moment& moment) {
+    const std::uint32_t sequence = segment.sequence + (segment.begins ? 1 : 0);  // of its payload
+    if (!flow.first)
+        flow.first = sequence;
+    const std::uint32_t distance = sequence - *flow.first;
+    if (segment.begins && flow.marks.empty())
+        flow.marks.push_back({beginning, moment, 0});
+    constexpr std::uint32_t kBehind = 0x80000000;
+    if (distance < kBehind)
+        add_bytes(flow, distance, segment.payload, moment);
+    if (segment.sent > segment.payload.size())
+        flow.marks.push_back({Event::What::cut, moment, distance});
+    if (segment.ends)
+        flow.marks.push_back({Event::What::ended, moment, distance + segment.sent});
+    if (segment.resets)
+        flow.marks.push_back({Event::What::reset, moment, distance});
+}
+
+class Connections {
+  public:
+    void add(const Segment& segment, std::uint16_t port, const Moment& moment) {
+        // From a module's port to one the connection that is known tells, and else who sends first.
+        const bool known = latest_.contains({segment.destination, segment.source});
+        const bool by_master =
+            segment.destination.port == port && (segment.source.port != port || !known);
+        const Connection ends = by_master ? Connection{segment.source, segment.destination}
+                                          : Connection{segment.destination, segment.source};
+        const auto [latest, is_new] = latest_.try_emplace(ends, all_.size());
+        Flow TcpConnection::*const side =
+            by_master ? &TcpConnection::of_master : &TcpConnection::of_module;
+        if (is_new) {
+            all_.push_back({ends});
+        } else if (segment.begins &&
+                   begins_anew(all_[latest->second].*side, segment.sequence + 1)) {
+            latest->second = all_.size();
+            all_.push_back({ends});
+        }
+        add_segment(all_[latest->second].*side, segment,
+                    by_master ? Event::What::opened : Event::What::accepted, moment);
+    }
+
+    [[nodiscard]] const std::vector<TcpConnection>& all() const { return all_; }
+
+  private:
+    std::map<Connection, std::size_t> latest_;  // of the same ends, by its index
+    std::vector<TcpConnection> all_;
+};
+
+// Bytes without a hole.
+struct Run {
+    struct Origin {
+        Moment sent;
+        Moment arrived;  // with all before it
+    };
+    std::size_t begin;  // distance from the first byte of the flow
+    Bytes bytes = {};
+    std::map<std::size_t, Origin> origins = {};  // by the position of their first byte
+
+    [[nodiscard]] std::size_t end() const { return begin + bytes.size(); }
+    [[nodiscard]] const Origin& origin(std::size_t position) const {
+        return std::prev(origins.upper_bound(position))->second;
+    }
+};
+
+const Moment& later(const Moment& one, const Moment& other) {
+    return one.packet < other.packet ? other : one;
+}
+
+// Without what was sent twice.
+std::vector<Run> runs_of(const Flow& flow) {
+    std::vector<Run> runs;
     for (const auto& [distance, part] : flow.parts) {
-        if (distance > bytes.size())
-            break;
-        const std::size_t known = bytes.size() - distance;
+        if (runs.empty() || distance > runs.back().end())
+            runs.push_back({.begin = distance});
+        Run& run = runs.back();
+        const std::size_t known = run.end() - distance;
         if (known >= part.bytes.size())
             continue;
-        times.try_emplace(bytes.size(), part.time);
-        bytes.insert(bytes.end(), part.bytes.begin() + static_cast<std::ptrdiff_t>(known),
-                     part.bytes.end());
+        const Moment& before =
+            run.origins.empty() ? part.moment : run.origins.rbegin()->second.arrived;
+        run.origins[run.bytes.size()] = {part.moment, later(part.moment, before)};
+        run.bytes.insert(run.bytes.end(), part.bytes.begin() + static_cast<std::ptrdiff_t>(known),
+                         part.bytes.end());
     }
-    std::size_t position = 0;
-    for (CapturedFrame& frame : frames_in(bytes)) {
-        position += frame.frame.skipped;
-        frame.time = std::prev(times.upper_bound(position))->second;
-        frame.direction = flow.direction;
-        position += frame.frame.length;
-        frames.push_back(std::move(frame));
+    return runs;
+}
+
+// The frames and events of one direction of a connection.
+class FlowReader {
+  public:
+    FlowReader(Captured& captured, std::size_t connection, Direction direction)
+        : captured_(captured), connection_(connection), direction_(direction) {}
+
+    void read(const Flow& flow) {
+        for (const Run& run : runs_of(flow))
+            read(run);
+        for (const Flow::Mark& mark : flow.marks)
+            put_mark(mark);
+    }
+
+  private:
+    Event& put(Event::What what, const Moment& moment) {
+        captured_.events.push_back({what, moment, connection_, direction_});
+        return captured_.events.back();
+    }
+
+    // One event for each packet that has some of them.
+    void put_outside(const Run& run, std::size_t position, std::size_t end) {
+        while (position < end) {
+            const auto next = run.origins.upper_bound(position);
+            const std::size_t stop = next == run.origins.end() ? end : std::min(next->first, end);
+            put(Event::What::outside, run.origin(position).arrived).count = stop - position;
+            position = stop;
+        }
+    }
+
+    void read(const Run& run) {
+        for (const auto& [position, origin] : run.origins)
+            put(Event::What::came, origin.arrived);
+        std::size_t position = 0;
+        std::size_t whole = 0;  // up to where all frames are complete
+        for (CapturedFrame& frame : frames_in(run.bytes)) {
+            const std::size_t start = position + frame.frame.skipped;
+            put_outside(run, position, start);
+            position = start + frame.frame.length;
+            frame.began = run.origin(start).sent;
+            const std::size_t last = position - (frame.frame.ends_doubled ? 2 : 1);
+            frame.completed = run.origin(last).arrived;
+            frame.direction = direction_;
+            frame.connection = connection_;
+            if (frame.frame.result != kTimeout) {
+                Event& event = put(Event::What::frame, frame.completed);
+                event.frame = captured_.frames.size();
+                event.bytes = bytes_of(run, whole, position);
+                whole = position;
+            }
+            captured_.frames.push_back(std::move(frame));
+        }
+        put_outside(run, position, run.bytes.size());
+        rest_ = bytes_of(run, whole, run.bytes.size());
+        end_ = run.end();
+        arrived_ = run.origins.rbegin()->second.arrived;
+    }
+
+    static Bytes bytes_of(const Run& run, std::size_t begin, std::size_t end) {
+        const Packet bytes = Packet(run.bytes).subspan(begin, end - begin);
+        return {bytes.begin(), bytes.end()};
+    }
+
+    // Behind a hole nobody knows what breaks off. The number of a reset may be any.
+    void put_mark(const Flow::Mark& mark) {
+        if (mark.what < Event::What::ended) {
+            put(mark.what, mark.moment);
+            return;
+        }
+        const bool by_reset = mark.what == Event::What::reset;
+        Event& event = put(mark.what, by_reset ? mark.moment : later(mark.moment, arrived_));
+        if (by_reset ? arrived_.packet <= mark.moment.packet : end_ == mark.distance)
+            event.bytes = std::exchange(rest_, {});
+    }
+
+    Captured& captured_;
+    std::size_t connection_;
+    Direction direction_;
+    Bytes rest_;           // of the last run, behind its last whole frame
+    std::size_t end_ = 0;  // of the last run
+    Moment arrived_;       // of its last byte
+};
+
+void put_connections(Captured& captured, const std::vector<TcpConnection>& all) {
+    for (const TcpConnection& each : all) {
+        const std::size_t index = captured.connections.size();
+        captured.connections.push_back(each.ends);
+        FlowReader(captured, index, Direction::to_module).read(each.of_master);
+        FlowReader(captured, index, Direction::from_module).read(each.of_module);
     }
 }
 
 // In a trace file of a master what it sent are the requests, in one of a module what it received.
 // A conversation begins with a request.
 void orient(std::vector<CapturedFrame>& frames) {
-    if (frames.empty() || frames.front().direction == Direction::to_module)
-        return;
-    for (CapturedFrame& frame : frames)
-        frame.direction =
-            frame.direction == Direction::to_module ? Direction::from_module : Direction::to_module;
+    const auto first = std::ranges::find_if(
+        frames, [](const CapturedFrame& each) { return each.frame.result != kTimeout; });
+    const bool turned = first != frames.end() && first->direction == Direction::from_module;
+    for (CapturedFrame& frame : frames) {
+        if (turned)
+            frame.direction = frame.direction == Direction::to_module ? Direction::from_module
+                                                                      : Direction::to_module;
+        frame.connection = frame.direction == Direction::to_module ? 0 : 1;
+    }
+}
+
+void put_traced(Captured& captured) {
+    orient(captured.frames);
+    captured.connections.resize(2);
+    for (std::size_t i = 0; i < captured.frames.size(); ++i) {
+        const CapturedFrame& frame = captured.frames[i];
+        const bool whole = frame.frame.result != kTimeout;
+        captured.events.push_back({.what = whole ? Event::What::frame : Event::What::broken_off,
+                                   .moment = frame.completed,
+                                   .connection = frame.connection,
+                                   .direction = frame.direction,
+                                   .frame = i,
+                                   .bytes = whole ? wire_form(frame) : Bytes()});
+    }
+}
+
+// The frames in the order in which they began, the events in that of the packets.
+void put_in_order(Captured& captured) {
+    std::vector<std::size_t> order(captured.frames.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::ranges::stable_sort(order, {},
+                             [&](std::size_t i) { return captured.frames[i].began.packet; });
+    std::vector<CapturedFrame> frames;
+    std::vector<std::size_t> place(order.size());
+    for (const std::size_t i : order) {
+        place[i] = frames.size();
+        frames.push_back(std::move(captured.frames[i]));
+    }
+    captured.frames = std::move(frames);
+    for (Event& event : captured.events) {
+        if (event.what == Event::What::frame)
+            event.frame = place[event.frame];
+    }
+    std::ranges::stable_sort(captured.events, {}, [](const Event& event) {
+        return std::pair(event.moment.packet, event.what);
+    });
 }
 
 }  // namespace
@@ -272,27 +500,28 @@ bool is_capture(std::FILE* file) {
     return is;
 }
 
-CapturedFrames read_capture(File file, std::uint16_t port) {
+Captured read_capture(File file, std::uint16_t port) {
     constexpr int kTrace = 147;
     const Capture capture = open_capture(std::move(file));
     const bool trace = pcap_datalink(capture.get()) == kTrace;
     const LinkLayer* const layer = trace ? nullptr : &link_layer_of(capture.get());
-    CapturedFrames captured;
-    std::map<FlowKey, std::vector<Flow>> flows;
+    Captured captured{.is_tcp = !trace};
+    Connections connections;
     pcap_pkthdr* header = nullptr;
     const unsigned char* data = nullptr;
     int result = 0;
     std::size_t kept = 0;
+    Moment moment;
     while (kept <= kMostKept && (result = pcap_next_ex(capture.get(), &header, &data)) == 1) {
         const Packet packet(data, header->caplen);
-        const std::int64_t time = microseconds(header->ts);
+        moment = {moment.packet + 1, microseconds(header->ts)};
         if (trace) {
             kept += packet.size();
-            if (std::optional<CapturedFrame> frame = traced_frame(packet, time))
+            if (std::optional<CapturedFrame> frame = traced_frame(packet, moment))
                 captured.frames.push_back(std::move(*frame));
         } else if (const auto segment = segment_in(ip_in(*layer, packet), port)) {
             kept += segment->length;
-            add_segment(flows, *segment, time, port);
+            connections.add(*segment, port, moment);
         }
     }
     if (result == PCAP_ERROR)
@@ -300,12 +529,10 @@ CapturedFrames read_capture(File file, std::uint16_t port) {
     if (kept > kMostKept)
         captured.problem = "the capture holds more than 8 MiB of the module: only these are read";
     if (trace)
-        orient(captured.frames);
-    for (const auto& [key, connections] : flows) {
-        for (const Flow& flow : connections)
-            add_frames_of(flow, captured.frames);
-    }
-    std::ranges::stable_sort(captured.frames, {}, &CapturedFrame::time);
+        put_traced(captured);
+    else
+        put_connections(captured, connections.all());
+    put_in_order(captured);
     return captured;
 }
 

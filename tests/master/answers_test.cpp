@@ -818,6 +818,47 @@ TEST(MeaningOfAFrame, HasTheItemsOfTheWholeAnswer) {
     }
 }
 
+TEST(MeaningOfAFrame, IsThatOfItsHalfWhereThatIsKnown) {
+    const struct {
+        std::uint8_t command;
+        Bytes info;
+        const char* as_request;
+        const char* as_answer;
+    } kCases[] = {
+        {0, {}, "request: status", "answer: status"},
+        {0, {7}, "request: status", "answer: status"},
+        {4, {}, "request: identification", "answer: identification"},
+        {4, {90}, "request: identification", "answer: identification"},
+        {1,
+         {},
+         "request: configuration, of a wrong length",
+         "answer: no configuration, the request had a wrong length"},
+        {1, {2}, "request: configuration, block 2", "answer: configuration, block 2"},
+        {1, {1, 10}, "request: configuration, of a wrong length", "answer: configuration, block 1"},
+        {3, {}, "request: write, no sub-command", "answer: written or not"},
+        {3, {2, 52}, "request: write, sub-command 2 Brillo ch1.", "answer: sub-command 2"},
+        {3, {54, 1}, "request: write, unknown sub-command 54", "answer: sub-command 54"},
+        {3,
+         {109, 0},
+         "request: write, sub-command 109 SUBCOMMAND_REMOTE_ENCODER_STATUS",
+         "answer: sub-command 109"},
+        {3, Bytes(255), "request: write, unknown sub-command 0", "answer: refused"},
+        {5, {}, "unknown command 5", "unknown command 5"},
+    };
+    for (const auto& each : kCases) {
+        const mensaje frame = answer_frame(each.command, each.info);
+        EXPECT_EQ(meaning_of(frame, Half::request).text, each.as_request);
+        EXPECT_EQ(meaning_of(frame, Half::answer).text, each.as_answer);
+    }
+    const mensaje frame = answer_frame(0, {7});
+    EXPECT_THAT(written(meaning_of(frame, Half::request).items), ElementsAre());
+    EXPECT_THAT(written(meaning_of(frame, Half::answer).items), ElementsAre("input_sync 7"));
+    const mensaje brightness = answer_frame(3, {2, 52});
+    EXPECT_THAT(written(meaning_of(brightness, Half::request).items),
+                ElementsAre("EntradaAV.0.Brillo 52"));
+    EXPECT_THAT(written(meaning_of(brightness, Half::answer).items), ElementsAre());
+}
+
 // The table of sub-commands in docs/protocol.md has a request each.
 TEST(MeaningOfAFrame, NamesTheSubcommandOfEachRequestInTheDocument) {
     std::istringstream document(read_file(ZONDAR_SOURCE_DIR "/docs/protocol.md"));

@@ -315,11 +315,10 @@ TEST(DecodeTrace, ShowsDoubledBytesOnce) {
     trace_received("A5 03 00 00 00 02 02 54 A5 A5");
     EXPECT_THAT(
         decoded({kTrace}).frames,
-        ElementsAre(
-            kToModule + "A5 03 00 00 00 02 02 A5 54 valid, request: write, sub-command 2 Brillo "
+        ElementsAre(kToModule +
+                        "A5 03 00 00 00 02 02 A5 54 valid, request: write, sub-command 2 Brillo "
                         "ch1.",
-            kFromModule + "A5 03 00 00 00 02 02 54 A5 valid, request: write, sub-command 2 Brillo "
-                          "ch1."));
+                    kFromModule + "A5 03 00 00 00 02 02 54 A5 valid, answer: sub-command 2"));
 }
 
 TEST(DecodeTrace, ReadsTheLongestFrame) {
@@ -329,7 +328,7 @@ TEST(DecodeTrace, ReadsTheLongestFrame) {
     for (const Json& frame : frames) {
         EXPECT_EQ(frame["state"], "valid");
         EXPECT_EQ(frame["length"], 255);
-        EXPECT_EQ(frame["meaning"], "answer: refused");
+        EXPECT_EQ(frame["meaning"], "request: write, unknown sub-command 0");
     }
     EXPECT_EQ(frames[0]["frame"].get<std::string>().size(), 3 * 263 - 1);
     EXPECT_EQ(frames[1]["frame"].get<std::string>().size(), 3 * 262 - 1);
@@ -472,6 +471,104 @@ TEST(DecodeTrace, ReadsSpoiltRecords) {
     }
 }
 
+// What JSON says of a capture besides its frames: "1 answered in 2", "3: lost", "lost 3",
+// "closed 1 in 4".
+Texts told(const std::string& path, int status = 0) {
+    const Json data = json_of({"decode", path}, status)["data"];
+    Texts all;
+    for (const Json& frame : data["frames"]) {
+        const std::string packet = frame["packet"].dump();
+        if (frame.contains("answer_in"))
+            all.push_back(packet + " answered in " + frame["answer_in"].dump());
+        if (frame.contains("request_in"))
+            all.push_back(packet + " answers " + frame["request_in"].dump());
+        if (frame.contains("no_answer"))
+            all.push_back(packet + ": " + frame["no_answer"].get<std::string>());
+    }
+    for (const Json& finding : data["findings"]) {
+        std::string text = finding["name"].get<std::string>() + " " + finding["packet"].dump();
+        if (finding["found_in"] != finding["packet"])
+            text += " in " + finding["found_in"].dump();
+        all.push_back(text);
+    }
+    return all;
+}
+
+struct TracedConversation {
+    const char* name;
+    std::vector<const char*> records;
+    Texts told;
+    int status = 0;
+};
+
+const TracedConversation kTracedConversations[] = {
+    {"of a master",
+     {"01 A5 04 00 00 00 00 FC 00", "00 A5 04 00 00 00 03 5A 4E 44 0D 00"},
+     {"1 answered in 2", "2 answers 1"}},
+    {"of a module",
+     {"00 A5 04 00 00 00 00 FC 00", "01 A5 04 00 00 00 03 5A 4E 44 0D 00"},
+     {"1 answered in 2", "2 answers 1"}},
+    {"without answers, and without requests",
+     {"01 A5 04 00 00 00 00 FC 00", "01 A5 00 00 00 00 00 00 00", "00 A5 00 00 00 00 01 07 F8 00",
+      "00 A5 00 00 00 00 01 07 F8 00"},
+     {"1: passed_over", "2 answered in 3", "3 answers 2", "passed_over 1 in 3", "no_request 4"}},
+    {"an answer that did not come",
+     {"01 A5 04 00 00 00 00 FC 00", "00 00 00 00 00 00 00 00 00"},
+     {"1: timed_out", "timed_out 1 in 2"},
+     4},
+    {"a reception that ended by time-out",
+     {"00 A5 04 00 00 00 00 FC 00", "00 00 00 00 00 00 00 00 00"},
+     {"breaks_off 2"},
+     4},
+    {"one before all frames",
+     {"00 00 00 00 00 00 00 00 00", "01 A5 03 00 00 00 02 02 33 C6 00",
+      "00 A5 03 00 00 00 00 FD 00"},
+     {"2 answered in 3", "3 answers 2", "breaks_off 1"},
+     4},
+    // The info is plain there, and nothing is doubled: an A5 on the wire, and none.
+    {"in CRC8 mode",
+     {"01 A5 83 00 00 00 02 02 F0 7F 16", "00 A5 03 00 00 00 00 FD 00",
+      "01 A5 83 00 00 00 02 02 A5 34 F2", "00 A5 03 00 00 00 00 FD 00"},
+     {"1 answered in 2", "2 answers 1", "3 answered in 4", "4 answers 3"}},
+    {"behind one that ends in A5",
+     {"01 A5 03 00 00 00 02 02 54 A5 00", "00 A5 03 00 00 00 00 FD 00",
+      "01 A5 04 00 00 00 00 FC 00", "01 A5 04 00 00 00 00 FC 00"},
+     {"1 answered in 2", "2 answers 1", "ends_in_a5 1"}},
+    {"a wrong checksum, and the right CRC",
+     {"01 A5 83 00 00 00 02 02 34 C4 BD"},
+     {"1: wrong_checksum", "wrong_checksum 1"},
+     5},
+};
+
+TEST(DecodeTrace, TellsOfTheConversation) {
+    for (const TracedConversation& each : kTracedConversations) {
+        SCOPED_TRACE(each.name);
+        std::vector<Packet> packets;
+        for (const char* const record : each.records)
+            packets.push_back({static_cast<int>(packets.size()), hex(record)});
+        write_capture(kTraceLinkType, packets);
+        EXPECT_THAT(told(kCapture, each.status), testing::ElementsAreArray(each.told));
+    }
+}
+
+// Its times are those of whoever wrote it.
+TEST(DecodeTrace, ShowsNoResponseTimes) {
+    write_capture(kTraceLinkType, {{1, hex("01 A5 04 00 00 00 00 FC 00")},
+                                   {2, hex("00 A5 04 00 00 00 03 5A 4E 44 0D 00")}});
+    const Json frame = json_of({"decode", kCapture})["data"]["frames"][0];
+    EXPECT_EQ(frame["answer_in"], 2);
+    EXPECT_FALSE(frame.contains("response_us"));
+    EXPECT_FALSE(frame.contains("master"));
+    EXPECT_EQ(run_zondarctl({"decode", kCapture}).out,
+              "2024-02-03T09:05:00.000001Z  packet 1  to the module  request: identification\n"
+              "A5 04 00 00 00 00 FC\n"
+              "  answered by packet 2\n"
+              "2024-02-03T09:05:00.000002Z  packet 2  from the module  answer: identification\n"
+              "A5 04 00 00 00 03 5A 4E 44 0D\n"
+              "  model  ZND\n"
+              "  answers packet 1\n");
+}
+
 // TCP over IPv4 (RFC 9293, RFC 791): what a capture has, checksums aside.
 
 Bytes be16(unsigned number) {
@@ -482,7 +579,9 @@ Bytes be32(std::uint32_t number) {
 }
 
 constexpr std::uint16_t kMaster = 40000;  // its port
+constexpr std::uint8_t kFin = 0x01;
 constexpr std::uint8_t kSyn = 0x02;
+constexpr std::uint8_t kRst = 0x04;
 constexpr std::uint8_t kAck = 0x10;
 
 struct Segment {
@@ -551,12 +650,14 @@ TEST(DecodeTcp, ReadsAnExchange) {
          {999999, ethernet(tcp_over_ip({8001, 40002, 301, kWritten}))}});
     const ProgramRun run = run_zondarctl({"decode", kCapture});
     EXPECT_EQ(run.out,
-              "2024-02-03T09:05:00.123457Z  to the module  request: write, sub-command 2 Brillo "
-              "ch1.\n"
+              "2024-02-03T09:05:00.123457Z  packet 3  to the module  request: write, sub-command 2 "
+              "Brillo ch1.\n"
               "A5 03 00 00 00 02 02 34 C5\n"
               "  EntradaAV.0.Brillo  52\n"
-              "2024-02-03T09:05:00.999999Z  from the module  answer: written or not\n"
-              "A5 03 00 00 00 00 FD\n");
+              "  answered by packet 6, in 876.542 ms\n"
+              "2024-02-03T09:05:00.999999Z  packet 6  from the module  answer: written or not\n"
+              "A5 03 00 00 00 00 FD\n"
+              "  answers packet 3, in 876.542 ms\n");
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(run.status, 0);
     const Json frames = json_of({"decode", kCapture})["data"]["frames"];
@@ -694,12 +795,18 @@ const Stream kStreams[] = {
     {"a gap in a frame",
      {{kMaster, 8001, 100, "A5 04 00"}, {kMaster, 8001, 104, "00 00 FC"}},
      {4, {kToModule + "A5 04 00 not complete"}, kIncomplete}},
+    {"a gap in a frame, and another frame behind it",
+     {{kMaster, 8001, 100, "A5 04 00"}, {kMaster, 8001, 104, "00 00 FC" + kStatus}},
+     {4,
+      {kToModule + "A5 04 00 not complete",
+       kToModule + kStatus + " valid, 3 skipped, request: status"},
+      kIncomplete}},
     {"a gap behind a frame",
      {{kMaster, 8001, 100, kIdentify}, {kMaster, 8001, 108, kStatus}},
-     {0, {kIdentifyFrame}, ""}},
+     {0, {kIdentifyFrame, kStatusFrame}, ""}},
     {"behind a SYN, the first byte missing",
      {{kMaster, 8001, 99, "", kSyn}, {kMaster, 8001, 101, kIdentify}},
-     {4, {}, kNoFrame}},
+     {0, {kIdentifyFrame}, ""}},
     {"sequence numbers that wrap around",
      {{kMaster, 8001, 0xFFFFFFFC, "A5 04 00"},
       {kMaster, 8001, 0xFFFFFFFF, "00 00"},
@@ -754,6 +861,181 @@ TEST(DecodeTcp, PutsSegmentsTogether) {
         write_tcp(each.segments);
         EXPECT_EQ(decoded({kCapture}), each.wanted);
     }
+}
+
+struct TcpConversation {
+    const char* name;
+    std::vector<Segment> segments;
+    Texts told;
+    int status = 0;
+};
+
+const std::string kIdentity = "A5 04 00 00 00 03 5A 4E 44 0D";
+
+const TcpConversation kTcpConversations[] = {
+    {"a frame in several packets is that of its last byte",
+     {{kMaster, 8001, 100, "A5 04 00"},
+      {kMaster, 8001, 103, "00 00 00 FC A5 00 00"},
+      {kMaster, 8001, 110, "00 00 00 00"},
+      {8001, kMaster + 1, 100, kIdentity}},
+     {"2 answered in 4", "4 answers 2"}},
+    {"out of order, it is that of the byte that was missing",
+     {{kMaster, 8001, 99, "", kSyn},
+      {kMaster, 8001, 103, "00 00 00 FC" + kStatus},
+      {8001, kMaster + 1, 100, kIdentity},
+      {kMaster, 8001, 100, "A5 04 00"},
+      {8001, kMaster + 1, 110, kIdentity}},
+     {"4 answered in 5", "5 answers 4", "no_request 3"}},
+    {"sent twice, it is that of the first time",
+     {{kMaster, 8001, 100, kIdentify},
+      {kMaster, 8001, 100, kIdentify + kStatus},
+      {8001, kMaster + 1, 100, kIdentity}},
+     {"1 answered in 3", "3 answers 1"}},
+    {"closed",
+     {{kMaster, 8001, 100, kIdentify}, {8001, kMaster, 100, "", kFin}},
+     {"1: closed", "closed 1 in 2"}},
+    {"a request in the packet that ends the connection",
+     {{kMaster, 8001, 100, kIdentify, kFin},
+      {8001, kMaster + 1, 100, kIdentity, kFin},
+      {8001, kMaster, 100, "", kFin}},
+     {"1 answered in 2", "2 answers 1"}},
+    {"nobody listens",
+     {{kMaster, 8001, 99, "", kSyn},
+      {8001, kMaster, 499, "", kSyn | kAck},
+      {kMaster, 8001, 100, kIdentify},
+      {kMaster + 1, 8001, 99, "", kSyn},
+      {8001, kMaster + 1, 0, "", kRst}},
+     {"3: closed", "closed 3 in 5"}},
+    {"reset, but of a connection that was accepted",
+     {{kMaster, 8001, 100, kIdentify},
+      {kMaster + 1, 8001, 99, "", kSyn},
+      {8001, kMaster + 1, 499, "", kSyn | kAck},
+      {8001, kMaster + 1, 500, "", kRst}},
+     {}},
+    {"reset by the master",
+     {{kMaster, 8001, 100, kIdentify}, {kMaster, 8001, 107, "", kRst}},
+     {"reset 2"}},
+    {"breaks off by an end",
+     {{kMaster, 8001, 100, kIdentify + "A5 04"}, {kMaster, 8001, 109, "", kFin}},
+     {"breaks_off 2"},
+     4},
+    {"breaks off by a reset, whatever its number",
+     {{8001, kMaster, 100, "A5 04"}, {8001, kMaster, 0, "", kRst}},
+     {"breaks_off 2"},
+     4},
+    {"breaks off, with bytes of another connection behind it",
+     {{kMaster, 8001, 99, "", kSyn},
+      {kMaster, 8001, 100, "A5 04"},
+      {kMaster, 8001, 102, "", kFin},
+      {kMaster, 8001, 199, "", kSyn},
+      {kMaster, 8001, 200, kIdentify}},
+     {"5: lost", "breaks_off 3", "lost 5"},
+     4},
+    {"an end before its bytes",
+     {{kMaster, 8001, 100, "A5 04 00"},
+      {kMaster, 8001, 107, "", kFin},
+      {kMaster, 8001, 103, "00 00 00 FC"}},
+     {}},
+    {"nothing breaks off where the capture has a hole",
+     {{kMaster, 8001, 100, "A5 04 00"}, {kMaster, 8001, 105, "", kFin}},
+     {},
+     4},
+    {"bytes outside of frames, by their packets",
+     {{kMaster, 8001, 100, "01 02"},
+      {kMaster, 8001, 102, "03" + kIdentify + "04 05"},
+      {8001, kMaster + 1, 100, kIdentity}},
+     {"2 answered in 3", "3 answers 2", "skipped 1", "skipped 2", "skipped 2"}},
+    {"a SYN sent again begins nothing",
+     {{kMaster, 8001, 99, "", kSyn},
+      {kMaster, 8001, 99, "", kSyn},
+      {8001, kMaster, 499, "", kSyn | kAck},
+      {8001, kMaster, 499, "", kSyn | kAck},
+      {kMaster, 8001, 100, kIdentify},
+      {8001, kMaster, 500, "", kFin}},
+     {"5: closed", "closed 5 in 6"}},
+    {"another SYN begins another connection",
+     {{kMaster, 8001, 99, "", kSyn},
+      {kMaster, 8001, 100, kIdentify},
+      {kMaster, 8001, 199, "", kSyn},
+      {8001, kMaster, 500, "", kFin}},
+     {}},
+};
+
+TEST(DecodeTcp, TellsOfTheConversation) {
+    for (const TcpConversation& each : kTcpConversations) {
+        SCOPED_TRACE(each.name);
+        write_tcp(each.segments);
+        EXPECT_THAT(told(kCapture, each.status), testing::ElementsAreArray(each.told));
+    }
+}
+
+// A write, its answer, a read-back that is another one, a damaged request, and one more that is
+// closed.
+const std::vector<Segment> kConversation = {
+    {kMaster, 8001, 100, "A5 03 00 00 00 02 02 34 C5"},
+    {8001, kMaster + 1, 100, kWritten},
+    {kMaster, 8001, 109, "A5 01 00 00 00 01 01 FD"},
+    {8001, kMaster + 2, 100, "A5 01 00 00 00 72 01 00 35" + std::string(222, '0') + "57"},
+    {kMaster, 8001, 117, "A5 04 00 00 00 00 FD" + kIdentify},
+    {8001, kMaster, 100, "", kFin},
+    {kMaster, 8001, 131, "A5", kFin},
+};
+
+TEST(DecodeTcp, TellsScriptsWhatWasFound) {
+    write_tcp(kConversation);
+    const Json data = json_of({"decode", kCapture}, 5)["data"];
+    EXPECT_EQ(data["findings"], Json::parse(R"([
+        {"name": "differs", "severity": "warn", "packet": 4, "found_in": 4,
+         "text": "what is read is not what was written: EntradaAV.0.Brillo is 53, not 52",
+         "parameter": "EntradaAV.0.Brillo", "written": 52, "read": 53},
+        {"name": "wrong_checksum", "severity": "error", "packet": 5, "found_in": 5,
+         "text": "wrong checksum"},
+        {"name": "closed", "severity": "warn", "packet": 5, "found_in": 6,
+         "text": "the module closed the connection without an answer"},
+        {"name": "breaks_off", "severity": "warn", "packet": 7, "found_in": 7,
+         "text": "the frame breaks off"}])"));
+    EXPECT_EQ(data["frames"][0], Json::parse(R"({
+        "time": "2024-02-03T09:05:00.000000Z", "direction": "to the module", "packet": 1,
+        "master": "192.168.1.2:40000", "module": "192.168.1.50:8001", "answer_in": 2,
+        "response_us": 1000, "frame": "A5 03 00 00 00 02 02 34 C5", "state": "valid",
+        "skipped": 0, "command": 3, "sequence": 0, "crc8": false, "header": "00 00 00",
+        "length": 2, "info": "02 34", "meaning": "request: write, sub-command 2 Brillo ch1.",
+        "items": {"EntradaAV.0.Brillo": 52}})"));
+    EXPECT_EQ(data["frames"][1], Json::parse(R"({
+        "time": "2024-02-03T09:05:00.001000Z", "direction": "from the module", "packet": 2,
+        "master": "192.168.1.2:40001", "module": "192.168.1.50:8001", "request_in": 1,
+        "response_us": 1000, "frame": "A5 03 00 00 00 00 FD", "state": "valid", "skipped": 0,
+        "command": 3, "sequence": 0, "crc8": false, "header": "00 00 00", "length": 0,
+        "info": "", "meaning": "answer: written or not", "items": {}})"));
+    EXPECT_EQ(data["frames"][4]["no_answer"], "wrong_checksum");
+    EXPECT_EQ(data["frames"][5]["no_answer"], "closed");
+}
+
+TEST(DecodeTcp, TellsPeopleWhatWasFound) {
+    write_tcp({kConversation.begin() + 4, kConversation.end()});
+    EXPECT_EQ(run_zondarctl({"decode", kCapture}).out,
+              "2024-02-03T09:05:00.000000Z  packet 1  to the module  wrong checksum or CRC\n"
+              "A5 04 00 00 00 00 FD\n"
+              "  ! wrong checksum\n"
+              "2024-02-03T09:05:00.000000Z  packet 1  to the module  request: identification\n"
+              "A5 04 00 00 00 00 FC\n"
+              "  ! the module closed the connection without an answer (packet 2)\n"
+              "2024-02-03T09:05:00.002000Z  packet 3  to the module  not complete\n"
+              "A5\n"
+              "2024-02-03T09:05:00.002000Z  packet 3  to the module  the frame breaks off\n");
+}
+
+// What is found changes nothing in the status.
+TEST(DecodeTcp, SucceedsWhateverWasFound) {
+    write_tcp({{kMaster, 8001, 100, kIdentify}, {kMaster, 8001, 107, "", kRst}});
+    const ProgramRun run = run_zondarctl({"decode", kCapture});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.out,
+              "2024-02-03T09:05:00.000000Z  packet 1  to the module  request: identification\n"
+              "A5 04 00 00 00 00 FC\n"
+              "2024-02-03T09:05:00.001000Z  packet 2  to the module  reset by the master before "
+              "the module had closed: the module takes one stale byte\n");
 }
 
 // tcpdump -s: the IP header says how long the packet was.

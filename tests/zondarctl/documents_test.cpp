@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "protocol/description.h"
 #include "tests/support/bytes.h"
 #include "tests/support/files.h"
 #include "tests/support/frames.h"
@@ -114,6 +115,19 @@ TEST(OperatorsGuide, NamesModulesAsItPrints) {
     const std::vector<Step> steps = session(guide, "## Many modules");
     EXPECT_EQ(steps.size(), 2U);
     expect_as_shown(steps);
+}
+
+// All that may be found in a capture has its row, in the order of the description.
+TEST(OperatorsGuide, ExplainsEachFinding) {
+    const char* const severities[] = {"note", "warn", "error"};
+    std::string rows;
+    for (const protocol::FindingText& finding : protocol::kFindings)
+        rows += "| `" + std::string(finding.name) + "` | " +
+                severities[static_cast<std::size_t>(finding.severity)] + " | " + finding.text +
+                " |\n";
+    const std::string explanations = " \\|[^|\n]+\\|[^|\n]+\\|\n";
+    EXPECT_THAT(replaced(document("docs/operation.md"), explanations, " |\n"),
+                HasSubstr("\n| Name | Severity | Text |\n|---|---|---|---|---|\n" + rows + "\n"));
 }
 
 // What it says of a module when there is no answer, and with which status, stands in the guide,
