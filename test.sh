@@ -15,6 +15,7 @@ step 'scripts'
 git grep -lE '^#!.*sh' -- ':!*.md' | xargs shellcheck
 git ls-files -- '*.py' | xargs pyflakes3
 for script in $(git grep -lE '^#!.*python3' -- ':!*.md'); do pyflakes3 < "$script"; done
+luacheck --quiet --config wireshark/.luacheckrc wireshark/zondar.lua
 
 for preset in release asan; do
     step "build $preset"
