@@ -159,8 +159,7 @@ class Written {
     std::map<const Parameter*, Value> expected_;
 };
 
-// A request that the module has taken and not answered yet. What it completes of the bytes of two
-// frames stands for the second one.
+// A request that the module has taken and not answered yet.
 struct Waiting {
     std::size_t frame;
     std::size_t connection;

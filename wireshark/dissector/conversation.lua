@@ -334,6 +334,9 @@ end
 
 -- The bytes of a packet that the recording has cut: what was asked, answered and written is not known.
 local function lose_sight(module)
+    for _, request in ipairs(module.queue) do
+        request.connection.waiting = 0
+    end
     module.queue, module.machine, module.written = {}, nil, {}
 end
 

@@ -40,18 +40,11 @@ local function has_value(entry)
     return entry.name and entry.kind ~= "value" and entry.kind ~= "sub-command"
 end
 
-local function names_of_sub_commands()
+-- Of commands or sub-commands, by their codes.
+local function names_of(rows)
     local names = {}
-    for code, row in pairs(SUB_COMMANDS) do
-        names[code] = row.parameter or row.action
-    end
-    return names
-end
-
-local function names_of_commands()
-    local names = {}
-    for code, command in pairs(COMMANDS) do
-        names[code] = command.name
+    for code, row in pairs(rows) do
+        names[code] = row.name or row.parameter or row.action
     end
     return names
 end
@@ -70,11 +63,11 @@ end
 fields.control = ProtoField.uint8("zondar.control", "Control", base.HEX)
 fields.crc8_mode = ProtoField.bool("zondar.crc8_mode", "CRC8 mode", 8, {"on", "off"}, 0x80)
 fields.sequence = ProtoField.uint8("zondar.sequence", "Sequence", base.DEC, nil, 0x70)
-fields.command = ProtoField.uint8("zondar.command", "Command", base.DEC, names_of_commands(), 0x0F)
+fields.command = ProtoField.uint8("zondar.command", "Command", base.DEC, names_of(COMMANDS), 0x0F)
 fields.header = ProtoField.bytes("zondar.header", "Header")
 fields.length = ProtoField.uint8("zondar.length", "Length of the info")
 fields.info = ProtoField.bytes("zondar.info", "Info")
-fields.sub_command = ProtoField.uint8("zondar.sub_command", "Sub-command", base.DEC, names_of_sub_commands())
+fields.sub_command = ProtoField.uint8("zondar.sub_command", "Sub-command", base.DEC, names_of(SUB_COMMANDS))
 fields.checksum = ProtoField.uint8("zondar.checksum", "Checksum", base.HEX)
 fields.checksum_status = ProtoField.uint8("zondar.checksum.status", "Checksum status", base.DEC, STATUS)
 fields.crc = ProtoField.uint8("zondar.crc", "CRC", base.HEX)
