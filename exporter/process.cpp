@@ -3,9 +3,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <sstream>
 #include <string>
 
@@ -59,7 +62,9 @@ std::size_t raise_open_files() {
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
     getrlimit(RLIMIT_NOFILE, &limit);
-    return limit.rlim_cur;
+    // Where size_t has 4 bytes, no limit is more than it holds.
+    return static_cast<std::size_t>(
+        std::min<rlim_t>(limit.rlim_cur, std::numeric_limits<std::size_t>::max()));
 }
 
 void put_process(Exposition& out, std::chrono::system_clock::time_point start) {
