@@ -33,6 +33,14 @@ sqlite3* openDb(const std::string& path) {
     return database;
 }
 
+bool keep_over_power_cuts(sqlite3* database) {
+    sqlite3_busy_timeout(database, 0);
+    const int result =
+        sqlite3_exec(database, "PRAGMA synchronous=EXTRA", nullptr, nullptr, nullptr);
+    sqlite3_busy_timeout(database, kBusyTimeout_ms);
+    return result == SQLITE_OK;
+}
+
 std::int32_t closeDb(sqlite3* database) {
     return sqlite3_close(database) == SQLITE_OK ? 1 : -1;
 }

@@ -24,7 +24,6 @@
 
 namespace {
 
-constexpr int kBusyTimeout_ms = 5000;
 constexpr useconds_t kCyclePause_us = 10'000;
 constexpr std::timespec kStartUpLimit{10, 0};
 constexpr std::timespec kReceptionLimit{30, 0};
@@ -49,6 +48,10 @@ void open_databases(const char* configuration, const char* state) {
     TempDB = openDb(state);
     sqlite3_busy_timeout(ConfDB, kBusyTimeout_ms);
     sqlite3_busy_timeout(TempDB, kBusyTimeout_ms);
+}
+
+bool keep_both_over_power_cuts() {
+    return keep_over_power_cuts(ConfDB) && keep_over_power_cuts(TempDB);
 }
 
 }  // namespace
@@ -83,6 +86,7 @@ int main(int argc, char* argv[]) {
     EvitarMultiplesInstancias(cmdline.p());
     clearenv();
     open_databases(paths[0], paths[1]);
+    bool kept = keep_both_over_power_cuts();
     signal_in_progress = 0;
     install_signal_handlers();
 
@@ -90,6 +94,8 @@ int main(int argc, char* argv[]) {
     start_reception_watchdog(&kReceptionLimit);
     log_line(LOG_INFO, "%s: ready...", kIdentity);
     for (;;) {
+        // Tried again where another process had a database locked at that moment.
+        kept = kept || keep_both_over_power_cuts();
         zondar_process(&message_received);
         usleep(kCyclePause_us);
     }

@@ -5,11 +5,13 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 
 #include "app/log_system.h"
 #include "tests/app/in_child.h"
+#include "tests/support/database.h"
 #include "tests/support/files.h"
 
 namespace {
@@ -17,6 +19,17 @@ namespace {
 using testing::ElementsAre;
 
 constexpr int kFatal = 130;  // local0, critical
+constexpr int kExtra = 3;    // of synchronous
+
+int first_number(sqlite3* database, const char* sql) {
+    int number = -1;
+    const auto take = [](void* into, int, char** texts, char**) {
+        *static_cast<int*>(into) = std::atoi(texts[0]);
+        return 0;
+    };
+    sqlite3_exec(database, sql, take, &number, nullptr);
+    return number;
+}
 
 TEST(DatabaseFiles, OpensAnExistingFileForWriting) {
     write_file("/tmp/a.sqlite", "");
@@ -71,6 +84,42 @@ TEST(DatabaseFiles, EndsTheProcessWhenOneCannotBeUsed) {
         EXPECT_EQ(end.out + end.err, "");
         EXPECT_FALSE(std::filesystem::exists("/tmp/missing.sqlite"));
     }
+}
+
+TEST(DatabaseFiles, KeepsWritesOverPowerCutsWithoutAChangeOfTheFile) {
+    for (const std::string journal : {"delete", "wal"}) {
+        SCOPED_TRACE(journal);
+        const std::string path = "/tmp/" + journal + ".sqlite";
+        write_file(path, "");
+        Database(path).run("PRAGMA journal_mode=" + journal + "; CREATE TABLE T (c)");
+        const std::string before = read_file(path);
+        sqlite3* const database = openDb(path);
+        EXPECT_TRUE(keep_over_power_cuts(database));
+        EXPECT_EQ(first_number(database, "PRAGMA synchronous"), kExtra);
+        EXPECT_EQ(closeDb(database), 1);
+        EXPECT_EQ(read_file(path), before);
+        EXPECT_EQ(Database(path).value("PRAGMA journal_mode"), journal);
+    }
+}
+
+TEST(DatabaseFiles, DoesNotWaitForALockToKeepWritesOverPowerCuts) {
+    write_file("/tmp/a.sqlite", "");
+    Database("/tmp/a.sqlite").run("CREATE TABLE T (c)");
+    sqlite3* const database = openDb("/tmp/a.sqlite");
+    ForeignLock lock("/tmp/a.sqlite");
+    EXPECT_FALSE(keep_over_power_cuts(database));
+    EXPECT_NE(first_number(database, "PRAGMA busy_timeout"), 0);
+    lock.release();
+    EXPECT_TRUE(keep_over_power_cuts(database));
+    EXPECT_EQ(first_number(database, "PRAGMA synchronous"), kExtra);
+    EXPECT_EQ(closeDb(database), 1);
+}
+
+TEST(DatabaseFiles, CannotKeepWhatIsNoDatabase) {
+    write_file("/tmp/a.sqlite", "neither this nor that, but long enough to have a head of its own");
+    sqlite3* const database = openDb("/tmp/a.sqlite");
+    EXPECT_FALSE(keep_over_power_cuts(database));
+    EXPECT_EQ(closeDb(database), 1);
 }
 
 }  // namespace

@@ -277,4 +277,40 @@ TEST_F(Surroundings, AnswerForScriptsThatWereNotStarted) {
     EXPECT_EQ(Database(kConfDb).value("SELECT Brillo FROM EntradaAV WHERE IdEntradaAV = 0"), "52");
 }
 
+// Power cuts
+
+// The calls on files of what happened behind `word`, in their order: their names alone.
+std::vector<std::string> behind_last(const std::string& word, const std::string& calls) {
+    std::vector<std::string> names;
+    std::istringstream lines(calls.substr(calls.rfind(word)));
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t name = line.find_first_not_of("0123456789 ");
+        names.push_back(line.substr(name, line.find('(') - name));
+    }
+    return names;
+}
+
+const std::vector<std::string> kTraceSyncs = {"-f", "-e", "trace=unlink,fdatasync,fsync"};
+
+// A journal that comes back would take the write back.
+TEST_F(Surroundings, AWriteIsAnsweredBehindTheSyncOfItsJournalsRemoval) {
+    TracedDaemon daemon(kTraceSyncs);
+    EXPECT_EQ(to_hex(exchange(kBrightness)), kWritten);
+    daemon.stop();
+    EXPECT_THAT(behind_last("unlink(\"" + kConfDb + "-journal", TracedDaemon::calls()),
+                testing::Contains("fdatasync"));
+}
+
+TEST_F(Surroundings, SoIsOneWhoseDatabaseWasLockedAtTheStart) {
+    auto lock = std::make_unique<ForeignLock>(kConfDb);
+    TracedDaemon daemon(kTraceSyncs);
+    EXPECT_EQ(to_hex(exchange(kIdentify)).substr(0, 5), "A5 04");
+    lock.reset();
+    EXPECT_EQ(to_hex(exchange(frame(1, {1}))).substr(0, 5), "A5 01");
+    EXPECT_EQ(to_hex(exchange(kBrightness)), kWritten);
+    daemon.stop();
+    EXPECT_THAT(behind_last("unlink(\"" + kConfDb + "-journal", TracedDaemon::calls()),
+                testing::Contains("fdatasync"));
+}
+
 }  // namespace
