@@ -2,8 +2,15 @@
 # ./run.sh: builds the daemon and runs it on the sample board until Ctrl-C. The board's files stand
 # at /quelt for the daemon alone; port 8001 is this machine's. When the daemon ends it is started
 # again after a pause, as a board's supervision does.
+# ./run.sh --board [WORD...]: a whole board instead, emulated; the words are those of board/emulated.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")"
+
+case ${1-} in
+    '') ;;
+    --board) exec board/emulated "${@:2}" ;;
+    *) echo 'usage: ./run.sh [--board [WORD...]]' >&2; exit 2 ;;
+esac
 
 readonly board=build/board tool=build/release/zondarctl/zondarctl pause=5
 
