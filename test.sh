@@ -35,6 +35,13 @@ for preset in release asan; do
         grep -vE '^ *Start |Passed +[0-9.]+ sec$'
 done
 
+step 'the whole board'
+if board/emulation/make-images --current; then
+    tests/board/run systemd:\ sets\ the\ clock
+else
+    echo 'left out: its images are not there or older than the tree (board/emulation/make-images)'
+fi
+
 step 'static analysis'
 wait "$analysis"
 

@@ -1,0 +1,441 @@
+"""The board with systemd and the packages as they are installed."""
+
+import pathlib
+import socket
+import subprocess
+import tempfile
+
+from bench import ROOT, Case, equal, expect, until, zondar
+from machine import Machine
+
+UNIT = "zondar-net-receiver"
+DROP_INS = f"/etc/systemd/system/{UNIT}.service.d"
+EXAMPLES = f"/usr/share/doc/{UNIT}/examples"
+NETWORK_SCRIPT = "/quelt/script/set_interfaces_db.sh"
+START_SCRIPT = "/quelt/script/g_ether_reload.sh"
+TIME, DATE, GATEWAY, REGISTER = "48", "49", "46", "6E"
+
+# --------------------------------------------------------------------------------------- the board
+
+
+def write(board: Machine, subcommand: str, text: str) -> str:
+    """A sub-command with a text, by the tool, and what came over the wire."""
+    info = [f"{byte:02X}" for byte in text.encode()]
+    done = board.tool("--yes", "-v", "raw", "3", subcommand, *info)
+    equal(done.returncode, 0)
+    return done.stderr
+
+
+def answers(board: Machine, seconds: float = 120) -> None:
+    until(board.answers, "no answer", seconds)
+
+
+def restart(board: Machine) -> None:
+    board.run(f"systemctl restart {UNIT}")
+    answers(board)
+
+
+def drop_in(board: Machine, *lines: str) -> None:
+    board.put(f"{DROP_INS}/test.conf", "\n".join(("[Service]", *lines, "")).encode())
+    board.run("systemctl daemon-reload")
+
+
+def strict(board: Machine) -> None:
+    """As the profile's head says."""
+    board.run(f"""
+        echo 'u zondar - "Remote-control endpoint"' | systemd-sysusers -
+        chgrp -R zondar /quelt/db && chmod -R g+rwX /quelt/db && chmod g+s /quelt/db
+        install -D -m 644 /usr/share/{UNIT}/strict.conf {DROP_INS}/strict.conf
+        systemctl daemon-reload""")
+    restart(board)
+    equal(board.run("ps -o user= -C zondar_net_receiver"), "zondar\n")
+
+
+def log_all(board: Machine) -> None:
+    board.run(f"""echo 'OPTIONS="-s 5 -l 112"' >> /etc/default/{UNIT}""")
+
+
+def journal(board: Machine) -> str:
+    return board.run(f"journalctl -o cat -u {UNIT}")
+
+
+def shows(board: Machine, what: str) -> str:
+    return board.run(f"systemctl show -P {what} {UNIT}").strip()
+
+
+def index_of_usb0(board: Machine) -> int:
+    return int(board.run("cat /sys/class/net/usb0/ifindex"))
+
+
+# ------------------------------------------------------------------------------------- the clock
+
+
+def clock_cases(board: Machine) -> None:
+    board.run("date -s '2026-03-04 05:06:37'")
+    write(board, TIME, "10.20")
+    equal(board.run("date '+%F %H:%M'"), "2026-03-04 10:20\n")
+    expect(int(board.run("date +%S")) < 30, "the seconds are kept")
+    board.run("date -s '2026-03-04 05:06:30'")
+    write(board, DATE, "29.12.2027")
+    equal(board.run("date '+%F %H:%M'"), "2027-12-29 05:06\n")
+    expect(int(board.run("date +%S")) >= 30, "the seconds are gone")
+    write(board, TIME, "25.99")
+    equal(board.run("date '+%F %H:%M'"), "2027-12-30 02:39\n")
+
+
+def strict_sets_the_clock(board: Machine) -> None:
+    strict(board)
+    clock_cases(board)
+
+
+def is_told_local_time(board: Machine) -> None:
+    board.run("ln -sf /usr/share/zoneinfo/Europe/Madrid /etc/localtime")
+    restart(board)
+    board.run("date -u -s '2026-01-10 10:00:00'")
+    write(board, TIME, "12.34")
+    equal(board.run("date -u '+%F %H:%M'"), "2026-01-10 11:34\n")
+    write(board, DATE, "10.07.2026")  # an hour of summer time more
+    equal(board.run("date -u '+%F %H:%M'"), "2026-07-10 10:34\n")
+
+
+def tells_that_it_may_not(board: Machine) -> None:
+    log_all(board)
+    drop_in(board, "CapabilityBoundingSet=~CAP_SYS_TIME")
+    restart(board)
+    board.run("date -s '2026-03-04 05:06:07'")
+    write(board, TIME, "10.20")
+    write(board, DATE, "29.12.2027")
+    equal(board.run("date +%F-%H"), "2026-03-04-05\n")
+    lines = journal(board)
+    expect("ERROR: Al escribir la nueva hora. root?\n" in lines, lines)
+    expect("ERROR: Al escribir la nueva fecha. root? trn\n" in lines, lines)
+
+
+def lives_through_jumps_of_the_clock(board: Machine) -> None:
+    process = shows(board, "MainPID")
+    for moment in ("2038-01-19 03:14:00", "2038-01-19 03:14:20", "2106-02-07 06:28:20",
+                   "1970-01-02 00:00:00", "2026-11-22 12:00:00"):  # fmt: skip
+        board.run(f"date -s '{moment}'")
+        equal(zondar(board, "get", "-q", "RFOut.Canal_Salida").strip(), "21")
+        zondar(board, "set", f"IPOut.SAP_Time={int(moment[:4]) % 100 + 1}")
+    write(board, DATE, "20.01.2040")
+    equal(board.run("date +%F"), "2040-01-20\n")
+    equal(shows(board, "MainPID"), process)
+    # A start beyond the second that four bytes hold.
+    restart(board)
+    write(board, TIME, "10.20")
+    equal(board.run("date '+%F %H:%M'"), "2040-01-20 10:20\n")
+
+
+# -------------------------------------------------------------------------------- start and end
+
+
+def loads_the_network_anew(board: Machine) -> None:
+    before = index_of_usb0(board)
+    restart(board)
+    expect(index_of_usb0(board) > before, "usb0 is the one of before")
+    expect("192.168.1.50/24" in board.run("ip -4 address show dev usb0"), "usb0 has no address")
+
+
+def ends_when_the_network_hangs(board: Machine) -> None:
+    board.run(f"mv {START_SCRIPT} /root/reload")
+    board.put(START_SCRIPT, b"#!/bin/sh\nexec sleep 1000\n", 0o755)
+    board.run(f"systemctl restart {UNIT}")
+    until(lambda: shows(board, "SubState") == "auto-restart", "it did not end")
+    equal(shows(board, "ExecMainStatus"), "1")
+    board.run(f"mv /root/reload {START_SCRIPT}")
+    answers(board)
+    # What hung has ended with it.
+    equal(board.run("pgrep -cx sleep || true"), "0\n")
+
+
+def is_started_again_when_nobody_asks(board: Machine) -> None:
+    board.run(f"systemctl restart {UNIT}")
+    until(lambda: int(shows(board, "NRestarts")) >= 2, "it did not end for silence", 150)
+    lines = journal(board)
+    told = lines.count("No message received from client, restarting server")
+    expect(told >= 2, f"told {told} times")
+    answers(board)
+    process = shows(board, "MainPID")
+    board.run("sleep 36")
+    equal(shows(board, "MainPID"), process)
+    answers(board)
+
+
+def port_is_free_behind_a_minute(board: Machine) -> None:
+    # A master that closes in order leaves the daemon's end waiting.
+    for _ in range(3):
+        with socket.create_connection(("127.0.0.1", board.port), 15) as request:
+            request.sendall(bytes.fromhex("A50400000000FC"))
+            request.shutdown(socket.SHUT_WR)
+            with socket.create_connection(("127.0.0.1", board.port), 15) as peer:
+                while peer.recv(4096):
+                    pass
+    left = board.run("ss -Htan state time-wait sport = :8001")
+    expect(left.strip() != "", "nobody waits")
+    board.run(f"systemctl restart {UNIT}")
+    answers(board)
+    expect("bind error" in journal(board), "the port was free")
+
+
+def shutdown_ends_it_in_order(board: Machine) -> None:
+    board.run(f"""mkdir -p /var/log/journal && systemctl restart systemd-journald
+        echo 'OPTIONS="-l 32"' >> /etc/default/{UNIT}""")
+    restart(board)
+    zondar(board, "set", "IPOut.SAP_Time=33")
+    boot = board.run("cat /proc/sys/kernel/random/boot_id")
+    board.run("systemctl reboot --no-block")
+    until(lambda: board.attempt("cat /proc/sys/kernel/random/boot_id", 120)[1] not in ("", boot),
+          "it did not boot again", 240)  # fmt: skip
+    answers(board)
+    equal(zondar(board, "get", "-q", "IPOut.SAP_Time").strip(), "33")
+    lines = board.run("journalctl -b -1 -o cat")
+    expect("Exiting due to signal Terminated." in lines, lines[-2000:])
+    expect("Se cierra quelt_listener por recepcion señal LINUX" in lines, lines[-2000:])
+
+
+def comes_back_behind_a_power_cut(board: Machine) -> None:
+    zondar(board, "set", "IPOut.SAP_Time=44")
+    board.cut()
+    board.start()
+    seconds = board.wait_for_answer()
+    print(f"        from power-on to the first answer: {seconds:.1f} s")
+    equal(zondar(board, "get", "-q", "IPOut.SAP_Time").strip(), "44")
+
+
+def pid_file_over_a_reboot(board: Machine) -> None:
+    daemon = "zondar_net_receiver -d -p /var/lib/z.pid /quelt/db/config_local.sqlite /quelt/db/temp_local.sqlite"
+    board.run(f"systemctl disable --now {UNIT}; setsid {daemon}")
+    answers(board)
+    first = board.run("cat /var/lib/z.pid")
+    equal(board.run(f"readlink /proc/{first.strip()}/fd/0 /proc/{first.strip()}/fd/2"),
+          "/dev/null\n/dev/null\n")  # fmt: skip
+    expect(board.attempt(f"setsid {daemon}; sleep 1; cat /var/lib/z.pid")[1] == first,
+           "a second one took the file")  # fmt: skip
+    board.run("sync")
+    board.cut()
+    board.start()
+    until(lambda: board.attempt("true")[0] == 0, "no boot", 150)
+    equal(board.run("cat /var/lib/z.pid"), first)
+    # Another process has the number by now: it takes that for itself.
+    board.run("echo 1 > /var/lib/z.pid")
+    board.run(f"setsid {daemon}; sleep 1")
+    equal(board.run("pgrep -cx zondar_net_rece || true"), "0\n")
+    expect("Program already running, exiting..." in board.run("journalctl -b -o cat"), "not told")
+    board.run("echo 30000 > /var/lib/z.pid")
+    board.run(f"setsid {daemon}")
+    answers(board)
+    equal(board.run("cat /var/lib/z.pid"), board.run("pgrep -x zondar_net_rece"))
+
+
+# ------------------------------------------------------------------------- scripts and the facts
+
+
+def resets_the_network(board: Machine) -> None:
+    board.run("sqlite3 /quelt/db/config_local.sqlite "
+              "\"UPDATE ConfiguracionGen SET Ip_Address = '10.9.8.7', Ip_Mask = '255.255.0.0'\"")
+    write(board, GATEWAY, "10.9.0.1\0")
+    until(lambda: "10.9.8.7/16" in board.run("ip -4 address show dev usb0"), "the old address")
+    equal(board.run("ip -4 -o address show dev usb0 | wc -l"), "1\n")
+
+
+def resets_to_the_factory(board: Machine) -> None:
+    zondar(board, "set", "RFOut.Canal_Salida=30", "ServiciosSalida.0.Nombre=Otro")
+    zondar(board, "--yes", "reset-factory")
+    equal(zondar(board, "get", "-q", "RFOut.Canal_Salida").strip(), "21")
+    both = "sqlite3 /quelt/{}/config_local.sqlite .dump | sha256sum"
+    equal(board.run(both.format("db")), board.run(both.format("factory")))
+
+
+def registration(board: Machine) -> bytes:
+    """What a slave is told."""
+    shown = write(board, REGISTER, "00112233445\0" + "\0" * 60 + "\1\2\3")
+    answer = shown.split("Rx: ")[1].split("\n")[0]
+    return bytes.fromhex(answer)[6:]
+
+
+def tells_its_facts(board: Machine) -> None:
+    told = registration(board)
+    equal(told[1:13], b"001a2b3c4d5e")
+    equal(told[14:26], b"cabecera-1\0\0")
+    equal(told[55:68], b"192.168.1.50\n")
+    board.run("hostname otra && ip link set usb0 down && ip address flush dev usb0")
+    told = registration(board)
+    equal(told[14:32], b"otra".ljust(18, b"\0"))
+    equal(told[55:71], bytes(16))
+
+
+# ------------------------------------------------------------------------------------------- log
+
+
+def logs_by_rsyslog(board: Machine) -> None:
+    board.run(f"""cp {EXAMPLES}/rsyslog/zondar.conf /etc/rsyslog.d/zondar.conf
+        systemctl restart rsyslog""")
+    log_all(board)
+    restart(board)
+    read = lambda: board.attempt("cat /var/log/zondar.log")[1]  # noqa: E731
+    until(lambda: "ZONDAR_NET_RECEIVER: ready..." in read(), "no line of the start")
+    board.run("systemctl stop rsyslog syslog.socket")
+    answers(board)
+    board.run("systemctl start rsyslog")
+    before = read().count("\n")
+    answers(board)
+    until(lambda: read().count("\n") > before, "no line behind the restart of rsyslog")
+    board.run(f"systemctl stop {UNIT}")
+    until(lambda: "Exiting due to signal Terminated." in read(), "no line of the end")
+    expect("signal" not in board.attempt("cat /var/log/zondar-alarms.log")[1], "an alarm for a stop")
+
+
+# --------------------------------------------------------------------------------- who is let in
+
+
+def firewall(board: Machine) -> None:
+    board.run(f"nft -f {EXAMPLES}/zondar-masters.nft")
+    expect(not board.answers(), "somebody outside of the set is let in")
+    # All connections come from the emulator's own address.
+    board.run("nft add element ip zondar masters '{ 10.0.2.2 }'")
+    answers(board)
+    board.run("nft delete element ip zondar masters '{ 10.0.2.2 }'")
+    expect(not board.answers(), "who was taken out is still let in")
+    board.run("nft delete table ip zondar")
+    answers(board)
+
+
+def public_addresses(board: Machine) -> None:
+    strict(board)
+    board.run("ip address add 203.0.113.5/32 dev lo")
+    ask = "zondarctl --host 203.0.113.5 --timeout 6 status"
+    expect(board.attempt(ask)[0] != 0, "a public address is let in")
+    drop_in(board, "IPAddressAllow=203.0.113.0/24")
+    until(lambda: board.attempt(ask)[0] == 0, "it is kept out still")
+    answers(board)
+
+
+def idle_peer_is_freed(board: Machine) -> None:
+    board.run(f"echo IDLE_SECONDS=3 >> /etc/default/{UNIT}")
+    with socket.create_connection(("127.0.0.1", board.port), 15):
+        board.run("sleep 6")
+        board.run(f"systemctl start {UNIT}-idle.service")
+        lines = board.run(f"journalctl -o cat -u {UNIT}-idle.service")
+        expect("freed the endpoint from 10.0.2.2:" in lines, lines)
+        answers(board)
+
+
+# ----------------------------------------------------------------------------------- the profiles
+
+PROBE = b"""#!/bin/sh
+try() { if sh -c "$1" > /dev/null 2>&1; then echo "$2 yes"; else echo "$2 no"; fi; }
+exec > /quelt/db/probe
+try 'modprobe softdog' module
+try 'touch /etc/probe' etc
+try 'mount -t tmpfs t /mnt' mount
+try 'ip link set usb0 mtu 1400' network
+try 'test -e /tmp/marker' tmp
+try 'test -e /proc/1/status' others
+try 'test -e /dev/vda' disk
+try 'echo 1 > /proc/sys/kernel/panic' kernel
+try 'swapon /swap' swap
+"""
+
+
+def probe(board: Machine) -> dict[str, str]:
+    board.run("touch /tmp/marker; dd if=/dev/zero of=/swap bs=1k count=64; mkswap /swap; sync")
+    board.put(NETWORK_SCRIPT, PROBE, 0o755)
+    write(board, GATEWAY, "10.9.0.1\0")
+    return dict(line.split() for line in board.run("cat /quelt/db/probe").splitlines())
+
+
+def base_profile(board: Machine) -> None:
+    """The board's scripts keep the board; what none of them needs is gone."""
+    equal(probe(board), {"module": "yes", "etc": "yes", "mount": "yes", "network": "yes", "tmp": "yes",
+                         "others": "yes", "disk": "yes", "kernel": "yes", "swap": "no"})  # fmt: skip
+    board.run("mountpoint -q /mnt && lsmod | grep -q softdog")
+
+
+def strict_profile(board: Machine) -> None:
+    strict(board)
+    equal(probe(board), {"module": "no", "etc": "no", "mount": "no", "network": "no", "tmp": "yes",
+                         "others": "no", "disk": "no", "kernel": "no", "swap": "no"})  # fmt: skip
+
+
+def strict_delegates(board: Machine) -> None:
+    strict(board)
+    board.run(f"""
+        cp {EXAMPLES}/delegate/zondar-delegate@.* /etc/systemd/system
+        mkdir -p /quelt/script/real && mv {NETWORK_SCRIPT} /quelt/script/real
+        install -m 755 {EXAMPLES}/delegate/delegate {NETWORK_SCRIPT}
+        systemctl daemon-reload
+        systemctl enable --now zondar-delegate@set_interfaces_db.sh.path
+        ip address flush dev usb0""")
+    write(board, GATEWAY, "192.168.1.1\0")
+    until(lambda: "192.168.1.50/24" in board.run("ip -4 address show dev usb0"), "nobody did it")
+
+
+# ---------------------------------------------------------------------------------- the packages
+
+
+def next_version() -> bytes:
+    """The package with a higher number."""
+    package = next((ROOT / "build/packages/armhf").glob(f"{UNIT}_*_armhf.deb"))
+    with tempfile.TemporaryDirectory() as folder:
+        new = pathlib.Path(folder) / "new"
+        subprocess.run(["dpkg-deb", "-R", package, new], check=True)
+        control = new / "DEBIAN/control"
+        control.write_text(control.read_text().replace("Version: 1.0-1", "Version: 1.0-2"))
+        subprocess.run(["dpkg-deb", "--root-owner-group", "-b", new, f"{folder}/new.deb"],
+                       check=True, capture_output=True)  # fmt: skip
+        return pathlib.Path(f"{folder}/new.deb").read_bytes()
+
+
+def packages_come_and_go(board: Machine) -> None:
+    board.run(f"echo 'OPTIONS=\"-s 3\"' >> /etc/default/{UNIT}")
+    zondar(board, "set", "IPOut.SAP_Time=55")
+    before = shows(board, "MainPID")
+    board.put("/root/new.deb", next_version())
+    board.run("dpkg -i /root/new.deb", timeout=300)
+    expect(shows(board, "MainPID") != before, "the old one runs on")
+    answers(board)
+    equal(zondar(board, "get", "-q", "IPOut.SAP_Time").strip(), "55")
+    equal(board.run(f"dpkg-query -W -f '${{Version}}' {UNIT}"), "1.0-2")
+    equal(board.run(f"tail -n 1 /etc/default/{UNIT}"), 'OPTIONS="-s 3"\n')
+    board.run(f"dpkg -r {UNIT}", timeout=300)
+    equal(board.run("pgrep -cx zondar_net_rece || true"), "0\n")
+    expect(not board.answers(), "the endpoint is still there")
+    board.run(f"dpkg -P {UNIT}", timeout=300)
+    expect(board.attempt(f"test -e /etc/default/{UNIT}")[0] != 0, "a file is left")
+    equal(board.run("sqlite3 /quelt/db/config_local.sqlite 'SELECT SAP_Time FROM IPOut'"), "55\n")
+    board.run("dpkg -i /root/new.deb", timeout=300)
+    answers(board)
+
+
+def _case(name: str, play) -> Case:
+    return Case(f"systemd: {name}", "systemd", play)
+
+
+# fmt: off
+SERVICE_CASES = (
+    _case("sets the clock", clock_cases),
+    _case("sets the clock, strict", strict_sets_the_clock),
+    _case("is told local time", is_told_local_time),
+    _case("tells that it may not set the clock", tells_that_it_may_not),
+    _case("lives through jumps of the clock", lives_through_jumps_of_the_clock),
+    _case("loads the network anew", loads_the_network_anew),
+    _case("ends when the network hangs", ends_when_the_network_hangs),
+    _case("is started again when nobody asks", is_started_again_when_nobody_asks),
+    _case("has its port back behind a minute", port_is_free_behind_a_minute),
+    _case("a shutdown ends it in order", shutdown_ends_it_in_order),
+    _case("comes back behind a power cut", comes_back_behind_a_power_cut),
+    _case("pid file over a reboot, daemon mode", pid_file_over_a_reboot),
+    _case("resets the network", resets_the_network),
+    _case("resets to the factory", resets_to_the_factory),
+    _case("tells its facts", tells_its_facts),
+    _case("logs by rsyslog", logs_by_rsyslog),
+    _case("firewall", firewall),
+    _case("public addresses, strict", public_addresses),
+    _case("idle peer", idle_peer_is_freed),
+    _case("base profile", base_profile),
+    _case("strict profile", strict_profile),
+    _case("strict profile delegates", strict_delegates),
+    _case("packages come and go", packages_come_and_go),
+)
+# fmt: on
