@@ -241,6 +241,15 @@ class Twin:
 
     # What writes.
 
+    def carry(self, name: str, value: int | str) -> None:
+        """A parameter to a value, by its own sub-command."""
+        table, *index, column = name.split(".")
+        text = value if isinstance(value, int) else value.encode("latin-1")
+        if name == "ConfiguracionGen.Country":
+            self._country(str(value).encode())
+        else:
+            self._write(table, _KEYS.get(table, lambda _: "")(*index or [0]), column, text)
+
     def _country(self, name: bytes) -> None:
         before = (self._column("ConfiguracionGen", "", "Country") or b"")[:14]
         if before == name:
