@@ -221,6 +221,14 @@ def _end_group(pid: int) -> None:
 # ----------------------------------------------------------------------------------- the daemon
 
 
+def without_extra(program: bytes) -> bytes:
+    """The daemon with what SQLite does when it is not told otherwise."""
+    extra, full = b"PRAGMA synchronous=EXTRA", b"PRAGMA synchronous=FULL "
+    if program.count(extra) != 1:
+        sys.exit(f"{extra.decode()} does not stand once in the daemon")
+    return program.replace(extra, full)
+
+
 def built(program: str) -> pathlib.Path:
     return ROOT / "build" / _preset / program
 
