@@ -1,9 +1,11 @@
-"""The board with busybox and runit, and nothing that systemd would do."""
+"""The board with busybox: runit's folder or Buildroot's script, and nothing that systemd would do."""
 
 from bench import Case, equal, expect, until, zondar
 from machine import Machine
 
+BUILDROOT = {"words": "board.init=buildroot"}
 SERVICE = "/etc/service/zondar-net-receiver"
+SCRIPT = "/etc/init.d/S80zondar-net-receiver"
 TRACE = "echo 'OPTIONS=\"-s 5 -l 112\"' >> /etc/default/zondar-net-receiver"
 NAME = "ServiciosSalida.0.Nombre"
 
@@ -152,6 +154,48 @@ def goes_on(board: Machine, switch: str) -> None:
     expect(f"EXT4-fs ({device}): recovery complete" not in board.run("dmesg"), "/quelt was not unmounted")
 
 
+def buildroot_supervises(board: Machine) -> None:
+    answers(board)
+    first = pid(board)
+    board.run(f"kill -9 {first}")
+    another(board, first)
+    answers(board)
+    second = pid(board)  # some may have found the port taken before it
+    board.run(f"{SCRIPT} restart")
+    another(board, second)
+    answers(board)
+    third = pid(board)
+    logged(board, f"[{second}]: Exiting due to signal Terminated.")
+    board.run(f"{SCRIPT} start")
+    equal(pid(board), third)
+    board.run(f"{SCRIPT} stop")
+    equal(pid(board), "")
+    equal(board.run("ps | grep '[z]ondar'", check=False), "")
+    expect(not board.answers(), "still answers")
+    board.run(f"{SCRIPT} start")
+    answers(board)
+
+
+def buildroot_logs(board: Machine) -> None:
+    answers(board)
+    board.tool("--timeout", "3", "raw", "5")
+    board.run("printf '\\245\\4\\0\\0\\0\\0\\375' | nc -w 2 127.0.0.1 8001", check=False)
+    logged(board, "Checksum NOK")
+    equal(messages(board, "Checksum NOK"),
+          ["cabecera-1 daemon.warn zondar_net_receiver: [ERROR]recibir_mensaje_nenlace: "
+           "Checksum NOK in message received"])  # fmt: skip
+    answers(board)
+
+
+def buildroot_ends_hanging_scripts(board: Machine) -> None:
+    answers(board)
+    board.run("printf '#!/bin/sh\\ntrap \"\" TERM\\nwhile :; do sleep 1; done\\n' > /quelt/script/set_interfaces_db.sh")
+    board.tool("--yes", "set", "ConfiguracionGen.Ip_Mask", "255.255.0.0")
+    until(lambda: board.run("ps | grep '[s]et_interfaces'", check=False), "no script runs")
+    board.run(f"{SCRIPT} stop")
+    equal(board.run("ps | grep '[s]et_interfaces\\|[z]ondar'", check=False), "")
+
+
 SMALL_CASES = (
     Case("busybox: loads the network anew by the board's script", "busybox", loads_the_network_anew),
     Case("busybox: sets the network by the board's script", "busybox", sets_the_network),
@@ -162,4 +206,9 @@ SMALL_CASES = (
     Case("busybox: is ended when it carries out old requests again", "busybox", is_guarded),
     Case("busybox: logs", "busybox", logs),
     Case("busybox: reboots", "busybox", lambda board: goes_on(board, "reboot")),
+    Case("busybox, Buildroot: supervises", "busybox", buildroot_supervises, BUILDROOT),
+    Case("busybox, Buildroot: logs", "busybox", buildroot_logs, BUILDROOT),
+    Case("busybox, Buildroot: ends hanging scripts", "busybox", buildroot_ends_hanging_scripts, BUILDROOT),
+    Case("busybox, Buildroot: reboots", "busybox",
+         lambda board: (answers(board), goes_on(board, "reboot")), BUILDROOT),
 )  # fmt: skip
