@@ -131,7 +131,8 @@ def no_memory(board: Machine) -> None:
 
 
 def passes_2038(board: Machine) -> None:
-    """The daemon's time has eight bytes; that of other programs of the board has four, and ends."""
+    """The daemon's time has eight bytes, that of the board's SQLite has four: it opens no file that was
+    changed later, until somebody touches that at another time."""
     before = pid(board)
     board.run("date -s '2038-01-19 03:14:00'")
     now = ("awk '/btime/ { started = $2 } NF == 2 && $1 ~ /[.]/ { up = $1 } END { print int(started + up) }'"
@@ -142,6 +143,10 @@ def passes_2038(board: Machine) -> None:
     zondar(board, "config")
     zondar(board, "--yes", "date", "23.11.2026")
     equal(board.run("date +%F"), "2026-11-23\n")
+    board.run("date -s '2038-01-19 03:14:00'; sleep 10")
+    equal(board.tool("set", NAME, "Mas tarde").returncode, 4)
+    board.run("date -s '2026-11-23 10:00:00'; touch /quelt/db/*")
+    answers(board)
     sound(board)
     equal(pid(board), before)
 
