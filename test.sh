@@ -37,7 +37,7 @@ done
 
 step 'the whole board'
 if board/emulation/make-images --current; then
-    tests/board/run systemd:\ sets\ the\ clock
+    tests/board/run 'sets the clock' 'to the factory'
 else
     echo 'left out: its images are not there or older than the tree (board/emulation/make-images)'
 fi
