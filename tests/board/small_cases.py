@@ -206,6 +206,7 @@ SMALL_CASES = (
     Case("busybox: is ended when it carries out old requests again", "busybox", is_guarded),
     Case("busybox: logs", "busybox", logs),
     Case("busybox: reboots", "busybox", lambda board: goes_on(board, "reboot")),
+    Case("busybox: is switched off and on", "busybox", lambda board: goes_on(board, "poweroff")),
     Case("busybox, Buildroot: supervises", "busybox", buildroot_supervises, BUILDROOT),
     Case("busybox, Buildroot: logs", "busybox", buildroot_logs, BUILDROOT),
     Case("busybox, Buildroot: ends hanging scripts", "busybox", buildroot_ends_hanging_scripts, BUILDROOT),
