@@ -1,9 +1,9 @@
 """What a disk holds when its power is gone: replays the log of its writes and flushes that qemu's
 blklogwrites made, in the format of Linux's dm-log-writes.
 
-A disk with a cache has whatever came before the last flush, and of what came since it any writes, in any
-order, the last sectors of a write perhaps without the first. A disk without one has all up to the cut, the last write
-perhaps up to one of its sectors.
+A disk with a cache has whatever came before the last flush, and of what came since it any writes, in
+any order, the last sectors of a write perhaps without the first. A disk without one has all up to the
+cut, the last write perhaps up to one of its sectors.
 """
 
 import pathlib
@@ -59,8 +59,9 @@ def _torn(entry: Entry, chance: random.Random) -> Iterator[Part]:
 
 
 class Disk:
-    """A disk at one cut after the other, none before the last one. With `cache` None it has none; 0
-    is one that keeps what was not flushed, another number one that is never flushed and keeps so many writes."""
+    """A disk at one cut after the other, none before the last one. With `cache` None it has none; 0 is
+    one that keeps what was not flushed, another number one that is never flushed and keeps so many
+    writes."""
 
     def __init__(self, base: bytes, log: list[Entry], cache: int | None) -> None:
         self._settled = bytearray(base)
@@ -80,6 +81,11 @@ class Disk:
         else:
             self._kept = self._cut_with_cache(end, chance)
         return self._next, tuple(self._kept)
+
+    def end(self) -> None:
+        """Without a cut: it holds all that was written."""
+        self._settle(len(self._log))
+        self._kept = []
 
     def write(self, path: pathlib.Path) -> None:
         """What it holds behind the last cut."""

@@ -312,7 +312,8 @@ class Machine:
     def put(self, path: str, content: bytes, mode: int = 0o644) -> None:
         """A file of a few hundred kilobytes at the most: it goes over the line."""
         text = base64.encodebytes(content).decode()
-        self.run(f"mkdir -p $(dirname {path}) && base64 -d > {path} << END && chmod {mode:o} {path}\n{text}END\n")
+        self.run(f"mkdir -p $(dirname {path}) && base64 -d > {path} << END && chmod {mode:o} {path}\n"
+                 f"{text}END\n")  # fmt: skip
 
     def console(self) -> str:
         return (self.place / "console").read_text(errors="replace")
@@ -367,8 +368,8 @@ def saved_state(userland: str) -> pathlib.Path:
 
 
 def in_private_namespace(told: pathlib.Path | None = None) -> None:
-    """Goes on as a child with a network (make_network) and processes of its own, whose end is this process's end;
-    nothing of either stays. A file may be told the child's number, for nsenter."""
+    """Goes on as a child with a network (make_network) and processes of its own, whose end is this
+    process's end; nothing of either stays. A file may be told the child's number, for nsenter."""
     if PLACE in os.environ:
         make_network()
         return
