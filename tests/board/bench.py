@@ -20,12 +20,14 @@ WORKERS = 2
 
 @dataclass(frozen=True)
 class Case:
-    """`switched_on`: the board is switched on for it, with these options of Machine; otherwise it goes
-    on from the saved state of its userland."""
+    """`spoil`: a shell command that takes away on the board what the case is about, so that it must
+    fail. `switched_on`: the board is switched on for it, with these options of Machine; otherwise it
+    goes on from the saved state of its userland."""
 
     name: str
     userland: str
     play: Callable[[Machine], None]
+    spoil: str
     switched_on: dict[str, Any] | None = field(default=None, hash=False)
 
 
@@ -47,7 +49,7 @@ def until(what: Callable[[], Any], problem: str, seconds: float = 60) -> Any:
     return found
 
 
-def one(case: Case) -> str:
+def one(case: Case, spoiled: bool) -> str:
     """What is wrong, or nothing."""
     board = None
     try:
@@ -56,26 +58,30 @@ def one(case: Case) -> str:
         else:
             board = Machine(case.userland, **case.switched_on)
         with board:
+            if spoiled:
+                status, output = board.attempt(case.spoil, 200)
+                if status != 0:
+                    sys.exit(f"{case.name}: cannot be spoiled: {output}")
             case.play(board)
     except Exception:  # noqa: BLE001  whatever it is, the next case is played
         return traceback.format_exc()
     return ""
 
 
-def play(cases: Sequence[Case]) -> int:
-    """How many failed."""
+def play(cases: Sequence[Case], spoiled: bool) -> int:
+    """How many failed; of spoiled ones, how many passed."""
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(WORKERS, initializer=own_network) as workers:
 
         def timed(case: Case) -> tuple[str, float]:
             began = time.monotonic()
-            return one(case), time.monotonic() - began
+            return one(case, spoiled), time.monotonic() - began
 
         for case, (problem, seconds) in zip(cases, workers.map(timed, cases)):
-            failed += bool(problem)
+            failed += bool(problem) != spoiled
             print(f"{'FAILED' if problem else 'passed'}  {case.name} ({seconds:.0f} s)", flush=True)
             if problem:
-                print(problem, flush=True)
+                print(problem.splitlines()[-1] if spoiled else problem, flush=True)
     return failed
 
 

@@ -403,34 +403,51 @@ def packages_come_and_go(board: Machine) -> None:
     answers(board)
 
 
-def _case(name: str, play) -> Case:
-    return Case(f"systemd: {name}", "systemd", play)
+def _unit(*lines: str) -> str:
+    """Spoils by what the unit says besides."""
+    text = "\\n".join(("[Service]", *lines, ""))
+    return (f"mkdir -p {DROP_INS}; printf '{text}' > {DROP_INS}/zz.conf; systemctl daemon-reload;"
+            f" systemctl restart {UNIT}; until ss -Hltn sport = :8001 | grep -q .; do sleep 1; done")  # fmt: skip
 
+
+def _idle(program: str) -> str:
+    """Spoils by a program that does nothing."""
+    return f"printf '#!/bin/sh\\n' > {program}"
+
+
+def _case(name: str, play, spoil: str) -> Case:
+    return Case(f"systemd: {name}", "systemd", play, spoil)
+
+
+NO_CLOCK = _unit("CapabilityBoundingSet=~CAP_SYS_TIME")
 
 # fmt: off
 SERVICE_CASES = (
-    _case("sets the clock", clock_cases),
-    _case("sets the clock, strict", strict_sets_the_clock),
-    _case("is told local time", is_told_local_time),
-    _case("tells that it may not set the clock", tells_that_it_may_not),
-    _case("lives through jumps of the clock", lives_through_jumps_of_the_clock),
-    _case("loads the network anew", loads_the_network_anew),
-    _case("ends when the network hangs", ends_when_the_network_hangs),
-    _case("is started again when nobody asks", is_started_again_when_nobody_asks),
-    _case("has its port back behind a minute", port_is_free_behind_a_minute),
-    _case("a shutdown ends it in order", shutdown_ends_it_in_order),
-    _case("comes back behind a power cut", comes_back_behind_a_power_cut),
-    _case("pid file over a reboot, daemon mode", pid_file_over_a_reboot),
-    _case("resets the network", resets_the_network),
-    _case("resets to the factory", resets_to_the_factory),
-    _case("tells its facts", tells_its_facts),
-    _case("logs by rsyslog", logs_by_rsyslog),
-    _case("firewall", firewall),
-    _case("public addresses, strict", public_addresses),
-    _case("idle peer", idle_peer_is_freed),
-    _case("base profile", base_profile),
-    _case("strict profile", strict_profile),
-    _case("strict profile delegates", strict_delegates),
-    _case("packages come and go", packages_come_and_go),
+    _case("sets the clock", clock_cases, NO_CLOCK),
+    _case("sets the clock, strict", strict_sets_the_clock, NO_CLOCK),
+    _case("is told local time", is_told_local_time, "rm /usr/share/zoneinfo/Europe/Madrid"),
+    _case("tells that it may not set the clock", tells_that_it_may_not,
+          _unit("CapabilityBoundingSet=CAP_SYS_TIME")),
+    _case("lives through jumps of the clock", lives_through_jumps_of_the_clock, _unit("RuntimeMaxSec=8")),
+    _case("loads the network anew", loads_the_network_anew, _idle(START_SCRIPT)),
+    _case("ends when the network hangs", ends_when_the_network_hangs, _unit("Restart=no")),
+    _case("is started again when nobody asks", is_started_again_when_nobody_asks, _unit("Restart=no")),
+    _case("has its port back behind a minute", port_is_free_behind_a_minute, _unit("Restart=no")),
+    _case("a shutdown ends it in order", shutdown_ends_it_in_order, _unit("KillSignal=SIGKILL")),
+    _case("comes back behind a power cut", comes_back_behind_a_power_cut, f"systemctl disable {UNIT}"),
+    _case("pid file over a reboot, daemon mode", pid_file_over_a_reboot,
+          "cd /usr/sbin; mv zondar_net_receiver real; printf '#!/bin/sh\\nshift 3; exec real -d -p \"\" $@\\n'"
+          " > zondar_net_receiver; chmod +x zondar_net_receiver"),
+    _case("resets the network", resets_the_network, _idle(NETWORK_SCRIPT)),
+    _case("resets to the factory", resets_to_the_factory, _idle("/quelt/script/reset_factory_default.sh")),
+    _case("tells its facts", tells_its_facts, _idle("/quelt/script/get_slave_ip.sh")),
+    _case("logs by rsyslog", logs_by_rsyslog, f"echo > {EXAMPLES}/rsyslog/zondar.conf"),
+    _case("firewall", firewall, f"sed -i s/drop/accept/ {EXAMPLES}/zondar-masters.nft"),
+    _case("public addresses, strict", public_addresses, f"sed -i /^IPAddress/d /usr/share/{UNIT}/strict.conf"),
+    _case("idle peer", idle_peer_is_freed, _idle(f"/usr/libexec/{UNIT}/free-idle-endpoint")),
+    _case("base profile", base_profile, _unit("ProtectSystem=strict")),
+    _case("strict profile", strict_profile, _unit("ProtectKernelTunables=no", "PrivateDevices=no")),
+    _case("strict profile delegates", strict_delegates, _idle(f"{EXAMPLES}/delegate/delegate")),
+    _case("packages come and go", packages_come_and_go, _idle("/usr/bin/deb-systemd-invoke")),
 )
 # fmt: on

@@ -196,20 +196,38 @@ def buildroot_ends_hanging_scripts(board: Machine) -> None:
     equal(board.run("ps | grep '[s]et_interfaces\\|[z]ondar'", check=False), "")
 
 
+def _idle(script: str) -> str:
+    """Spoils by a script of the board that does nothing."""
+    return f"printf '#!/bin/sh\\n' > /quelt/script/{script}"
+
+
+# A master besides, who asks all the time.
+ASKED = (r"""setsid sh -c 'while sleep 4; do printf "\245\0\0\0\0\0\0" | nc 127.0.0.1 8001 & sleep 1;"""
+         r""" nc 127.0.0.1 8001; done' > /dev/null 2>&1 < /dev/null &""")  # fmt: skip
+KILLS = f"sed -i s/TERM/KILL/ {SERVICE}/control/t"
+FORGETS = "sed -i '/^\\(sv\\|.*S80\\|.*sv \\)/d' /etc/init.d/rcK"
+ENDS_NOBODY = f"sed -i 's/kill -$signal/kill -s $signal --/' {SCRIPT}"
+
 SMALL_CASES = (
-    Case("busybox: loads the network anew by the board's script", "busybox", loads_the_network_anew),
-    Case("busybox: sets the network by the board's script", "busybox", sets_the_network),
-    Case("busybox: goes back to the factory by the board's script", "busybox", goes_back_to_the_factory),
-    Case("busybox: sets the clock", "busybox", sets_the_clock),
-    Case("busybox: starts anew without a master", "busybox", starts_anew_without_a_master),
-    Case("busybox: ends in order", "busybox", ends_in_order),
-    Case("busybox: is ended when it carries out old requests again", "busybox", is_guarded),
-    Case("busybox: logs", "busybox", logs),
-    Case("busybox: reboots", "busybox", lambda board: goes_on(board, "reboot")),
-    Case("busybox: is switched off and on", "busybox", lambda board: goes_on(board, "poweroff")),
-    Case("busybox, Buildroot: supervises", "busybox", buildroot_supervises, BUILDROOT),
-    Case("busybox, Buildroot: logs", "busybox", buildroot_logs, BUILDROOT),
-    Case("busybox, Buildroot: ends hanging scripts", "busybox", buildroot_ends_hanging_scripts, BUILDROOT),
+    Case("busybox: loads the network anew by the board's script", "busybox", loads_the_network_anew,
+         _idle("g_ether_reload.sh")),
+    Case("busybox: sets the network by the board's script", "busybox", sets_the_network,
+         _idle("set_interfaces_db.sh")),
+    Case("busybox: goes back to the factory by the board's script", "busybox", goes_back_to_the_factory,
+         _idle("reset_factory_default.sh")),
+    Case("busybox: sets the clock", "busybox", sets_the_clock, "rm /bin/date;"
+         " printf '#!/bin/sh\\necho 2026-03-04 05:06\\n' > /bin/date; chmod +x /bin/date"),
+    Case("busybox: starts anew without a master", "busybox", starts_anew_without_a_master, ASKED),
+    Case("busybox: ends in order", "busybox", ends_in_order, KILLS),
+    Case("busybox: is ended when it carries out old requests again", "busybox", is_guarded,
+         "printf '#!/bin/sh\\nexit 143\\n' > /usr/libexec/zondar-net-receiver/guard-replay"),
+    Case("busybox: logs", "busybox", logs, "kill $(pidof syslogd)"),
+    Case("busybox: reboots", "busybox", lambda board: goes_on(board, "reboot"), FORGETS),
+    Case("busybox: is switched off and on", "busybox", lambda board: goes_on(board, "poweroff"), FORGETS),
+    Case("busybox, Buildroot: supervises", "busybox", buildroot_supervises, ENDS_NOBODY, BUILDROOT),
+    Case("busybox, Buildroot: logs", "busybox", buildroot_logs, "kill $(pidof syslogd)", BUILDROOT),
+    Case("busybox, Buildroot: ends hanging scripts", "busybox", buildroot_ends_hanging_scripts, ENDS_NOBODY,
+         BUILDROOT),
     Case("busybox, Buildroot: reboots", "busybox",
-         lambda board: (answers(board), goes_on(board, "reboot")), BUILDROOT),
+         lambda board: (answers(board), goes_on(board, "reboot")), FORGETS, BUILDROOT),
 )  # fmt: skip
