@@ -11,7 +11,7 @@ import json
 import pathlib
 import re
 import sqlite3
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from typing import Any
 
 import lab
@@ -25,10 +25,12 @@ _Texts = ctypes.POINTER(ctypes.c_char_p)
 
 
 class Database:
-    """Open for its life, as the daemon's are. What is not `readable` or `writable` fails."""
+    """Open for its life, as the daemon's are. What is not `readable` or `writable` fails. `executed` is
+    called behind each statement that writes."""
 
-    def __init__(self, path: pathlib.Path) -> None:
+    def __init__(self, path: pathlib.Path, executed: Callable[[], None] = lambda: None) -> None:
         self._handle = ctypes.c_void_p()
+        self._executed = executed
         self.readable = self.writable = True
         if _sqlite.sqlite3_open(str(path).encode(), ctypes.byref(self._handle)) != 0:
             raise OSError(f"{path} cannot be opened")
@@ -50,6 +52,7 @@ class Database:
     def execute(self, sql: bytes) -> None:
         if self.readable and self.writable:
             _sqlite.sqlite3_exec(self._handle, sql, None, None, None)
+        self._executed()
 
 
 def _quoted(text: bytes | None) -> bytes:
@@ -110,8 +113,8 @@ def _wire(value: int, width: int) -> bytes:
 
 
 class Twin:
-    def __init__(self, directory: pathlib.Path) -> None:
-        self.configuration, self.state = (Database(directory / name) for name in NAMES)
+    def __init__(self, directory: pathlib.Path, executed: Callable[[], None] = lambda: None) -> None:
+        self.configuration, self.state = (Database(directory / name, executed) for name in NAMES)
 
     def close(self) -> None:
         self.configuration.close()

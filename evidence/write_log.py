@@ -14,7 +14,7 @@ from dataclasses import dataclass
 
 _MAGIC = 0x6A736677736872
 _SECTOR = 512
-_FLUSH, _FUA, _DISCARD, _MARK = 1, 2, 4, 8
+_FLUSH, _FUA, _DISCARD = 1, 2, 4
 
 
 @dataclass(frozen=True)
@@ -36,15 +36,15 @@ def entries(path: pathlib.Path) -> list[Entry]:
         raise ValueError(f"{path} is no log of writes")
     found, at = [], sector
     while at + sector <= len(log):
-        start, count, flags, length = struct.unpack_from("<QQQQ", log, at)
+        start, count, flags = struct.unpack_from("<QQQ", log, at)
         at += sector
-        size = 0 if flags & (_DISCARD | _MARK) else count * sector
+        # A discarded block may hold what it held.
+        size = 0 if flags & _DISCARD else count * sector
         if at + size > len(log):
             break
-        # A discarded block may hold what it held.
         found.append(Entry(start * sector, log[at : at + size], bool(flags & _FLUSH),
-                           bool(flags & _FUA), at + size + length * bool(flags & _MARK)))  # fmt: skip
-        at = found[-1].end
+                           bool(flags & _FUA), at + size))  # fmt: skip
+        at += size
     return found
 
 

@@ -343,11 +343,11 @@ def prepare() -> None:
     """What everybody needs beside this file: the tool and the images."""
     if PLACE in os.environ:
         return
+    subprocess.run([TREE / "tools/install-dependencies", "board"], check=True)
     for command in (
-        ["tools/install-dependencies", "board"],
         ["cmake", "--preset", "release"],
         ["cmake", "--build", "--preset", "release", "--target", "zondarctl"],
-    ):  # fmt: skip
+    ):
         subprocess.run(command, cwd=TREE, stdout=subprocess.DEVNULL, check=True)
     subprocess.run([TREE / "board/emulation/make-images"], check=True)
 

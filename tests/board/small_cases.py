@@ -103,7 +103,8 @@ def ends_in_order(board: Machine) -> None:
     logged(board, "Se cierra")
     equal(messages(board, "")[-2:], [
         f"cabecera-1 local0.crit ZONDAR_NET_RECEIVER[{before}]: Exiting due to signal Terminated.",
-        f"cabecera-1 daemon.err zondar_net_receiver[{before}]: Se cierra quelt_listener por recepcion señal LINUX",
+        f"cabecera-1 daemon.err zondar_net_receiver[{before}]: "
+        "Se cierra quelt_listener por recepcion señal LINUX",
     ])  # fmt: skip
     equal(board.run("ls /quelt/db"), "config_local.sqlite\ntemp_local.sqlite\n")
     board.run(f"sv up {SERVICE}")
@@ -111,8 +112,9 @@ def ends_in_order(board: Machine) -> None:
 
 
 def is_guarded(board: Machine) -> None:
-    status, output = board.attempt("/usr/libexec/zondar-net-receiver/guard-replay sh -c 'for line in 1 2 3 4 5 6 7; do "
-                                   "echo read: Bad file descriptor >&2; done; exec sleep 1000'")  # fmt: skip
+    status, output = board.attempt("/usr/libexec/zondar-net-receiver/guard-replay sh -c '"
+                                   "for line in 1 2 3 4 5 6 7; do echo read: Bad file descriptor >&2; done; "
+                                   "exec sleep 1000'")  # fmt: skip
     equal(status, 128 + 15)
     expect("guard-replay: the daemon carries out old requests again: it is ended\n" in output, "is not said")
 
@@ -147,8 +149,8 @@ def goes_on(board: Machine, switch: str) -> None:
     answers(board)
     expect(boot(board) != before, "was not started anew")
     equal(zondar(board, "get", NAME).split(), [NAME, "Encendido"])
-    expect(any(f"[{first}]: Exiting due to signal Terminated." in line for line in messages(board, "Exiting")),
-           "the daemon was not ended in order")  # fmt: skip
+    ended = f"[{first}]: Exiting due to signal Terminated."
+    expect(messages(board, ended) != [], "the daemon was not ended in order")
     device = board.run("sed -n 's,/dev/\\(.*\\) /quelt .*,\\1,p' /proc/mounts").strip()
     expect(device.startswith("vd"), device)
     expect(f"EXT4-fs ({device}): recovery complete" not in board.run("dmesg"), "/quelt was not unmounted")
@@ -189,7 +191,8 @@ def buildroot_logs(board: Machine) -> None:
 
 def buildroot_ends_hanging_scripts(board: Machine) -> None:
     answers(board)
-    board.run("printf '#!/bin/sh\\ntrap \"\" TERM\\nwhile :; do sleep 1; done\\n' > /quelt/script/set_interfaces_db.sh")
+    hangs = "#!/bin/sh\\ntrap \"\" TERM\\nwhile :; do sleep 1; done\\n"
+    board.run(f"printf '{hangs}' > /quelt/script/set_interfaces_db.sh")
     board.tool("--yes", "set", "ConfiguracionGen.Ip_Mask", "255.255.0.0")
     until(lambda: board.run("ps | grep '[s]et_interfaces'", check=False), "no script runs")
     board.run(f"{SCRIPT} stop")
