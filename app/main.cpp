@@ -50,8 +50,10 @@ void open_databases(const char* configuration, const char* state) {
     sqlite3_busy_timeout(TempDB, kBusyTimeout_ms);
 }
 
-bool keep_both_over_power_cuts() {
-    return keep_over_power_cuts(ConfDB) && keep_over_power_cuts(TempDB);
+// Where another process has a database locked at this moment, again before the next request.
+void keep_both_over_power_cuts() {
+    const bool kept = keep_over_power_cuts(ConfDB) && keep_over_power_cuts(TempDB);
+    before_request = kept ? nullptr : keep_both_over_power_cuts;
 }
 
 }  // namespace
@@ -86,7 +88,7 @@ int main(int argc, char* argv[]) {
     EvitarMultiplesInstancias(cmdline.p());
     clearenv();
     open_databases(paths[0], paths[1]);
-    bool kept = keep_both_over_power_cuts();
+    keep_both_over_power_cuts();
     signal_in_progress = 0;
     install_signal_handlers();
 
@@ -94,8 +96,6 @@ int main(int argc, char* argv[]) {
     start_reception_watchdog(&kReceptionLimit);
     log_line(LOG_INFO, "%s: ready...", kIdentity);
     for (;;) {
-        // Tried again where another process had a database locked at that moment.
-        kept = kept || keep_both_over_power_cuts();
         zondar_process(&message_received);
         usleep(kCyclePause_us);
     }
