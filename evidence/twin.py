@@ -133,6 +133,8 @@ class Twin:
                 self._write("Red", "", "NetworkName", text[:14])
             case 71:
                 self._country(text)
+            case 109:
+                self._encoder_status(info[14:].split(b"\0")[0][:8])
             case 110:
                 return self._register(info)
             case _:
@@ -275,6 +277,11 @@ class Twin:
         for channel in (0, 1) if few else (0,):
             self._write("EntradaAV", _KEYS["EntradaAV"](channel), "Bitrate",
                         bitrate if few else 15000)  # fmt: skip
+
+    def _encoder_status(self, text: bytes) -> None:
+        """Of a master that has a slave, and another text than the one that is there."""
+        self.state.execute(b"UPDATE alarmasEstado SET valor = %s, EstadoPendienteRE = 2"
+                           b" WHERE nombre = 'estado_remote_encoder'" % _quoted(text))  # fmt: skip
 
     def _register(self, info: bytes) -> bytes:
         def text(position: int, size: int) -> bytes:

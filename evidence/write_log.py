@@ -4,6 +4,10 @@ blklogwrites made, in the format of Linux's dm-log-writes.
 A disk with a cache has whatever came before the last flush, and of what came since it any writes, in
 any order, the last sectors of a write perhaps without the first. A disk without one has all up to the
 cut, the last write perhaps up to one of its sectors.
+
+A real disk may be worse: the log has a write when it was carried out, so that one which ended during a
+flush counts as flushed; of a disk without a cache several writes may be under way, here one is; and of
+two writes to one place the later one counts.
 """
 
 import pathlib
