@@ -4,10 +4,12 @@ on a disk of their own. The images are those of make-images; what changes in the
 import base64
 import ctypes
 import fcntl
+import hashlib
 import json
 import os
 import pathlib
 import random
+import shlex
 import shutil
 import signal
 import socket
@@ -15,7 +17,7 @@ import subprocess
 import sys
 import tempfile
 import time
-from typing import Any
+from typing import IO, Any
 
 TREE = pathlib.Path(__file__).resolve().parents[2]
 MADE = TREE / "build/emulated"
@@ -28,6 +30,9 @@ _CLONE_NEWNET = 0x40000000
 
 # The variable that names the folder of a private namespace.
 PLACE = "BOARD_PLACE"
+
+# Where a user who is not root has it not.
+os.environ["PATH"] += ":/usr/sbin:/sbin"
 
 # Translated code takes what the emulator is given; this much is enough for a board.
 ACCELERATOR = "tcg,tb-size=96"
@@ -110,13 +115,14 @@ class Machine:
     """Starts with `with` and ends behind it.
 
     userland  one of USERLANDS
-    state     a folder of save(), to go on from there; the userland is that one's
+    state     a folder of save(), to go on from there; userland, memory and icount are those of it
     log       a file that gets all writes and flushes of the board's disk, as blklogwrites has them
     words     more words for the kernel's command line
     icount    an instruction takes a nanosecond of the board's time, and idleness none of ours
     memory    in MiB
     disks     serial number and file of more disks, which are written to
     console   what becomes of the serial console; a file by default
+    port      of the loopback, for tool(); one at random by default
     """
 
     def __init__(self, userland: str = "busybox", *, state: pathlib.Path | None = None,
@@ -132,19 +138,29 @@ class Machine:
         self.console_words = console
         # Of its own, since the tool's lock of a module is one for each address and port.
         self.port = port or random.randrange(20_000, 60_000)
-        self.place = pathlib.Path(tempfile.mkdtemp(dir=os.environ.get(PLACE)))
+        self.place = pathlib.Path()  # the board's files
+        self.images: IO[str] | None = None  # kept from being made anew
         self.process: subprocess.Popen[bytes] | None = None
         self.control: Line | None = None
-        self.hand: Line | None = None
+        self.agent: Line | None = None
         self.began = 0.0
 
     def __enter__(self) -> "Machine":
-        self._make_disks()
-        self.start()
+        self.place = pathlib.Path(tempfile.mkdtemp(dir=os.environ.get(PLACE)))
+        self.images = (MADE / "lock").open()
+        fcntl.flock(self.images, fcntl.LOCK_SH)
+        try:
+            self._make_disks()
+            self.start()
+        except BaseException:
+            self.__exit__()
+            raise
         return self
 
     def __exit__(self, *_: object) -> None:
         self.cut()
+        if self.images:
+            self.images.close()
         shutil.rmtree(self.place, ignore_errors=True)
 
     # -------------------------------------------------------------------------------- the emulator
@@ -199,15 +215,15 @@ class Machine:
             "-netdev", f"tap,id=net,ifname={CABLE},script=no,downscript=no",
             "-device", "virtio-net-device,netdev=net,mac=00:1a:2b:3c:4d:5e",
             "-device", "virtio-serial-device",
-            "-chardev", f"socket,id=hand,path={self.place}/hand,server=on,wait=off",
-            "-device", "virtserialport,chardev=hand,name=hand",
+            "-chardev", f"socket,id=agent,path={self.place}/agent,server=on,wait=off",
+            "-device", "virtserialport,chardev=agent,name=agent",
             "-serial", console,
             "-qmp", f"unix:{self.place}/control,server=on,wait=off",
         ]  # fmt: skip
         if self.icount:
             command += ["-icount", "shift=0,sleep=off"]
         if self.state:
-            command += ["-incoming", f"exec:cat {self.state}/memory"]
+            command += ["-incoming", "exec:cat " + shlex.quote(f"{self.state}/memory")]
         return command
 
     def start(self) -> None:
@@ -221,25 +237,25 @@ class Machine:
             self.control = Line(self.place / "control", 10)
             self.control.receive(10)
             self.order("qmp_capabilities")
-            self.hand = Line(self.place / "hand", 10)
+            self.agent = Line(self.place / "agent", 10)
+            if self.state:
+                self._expect_status("inmigrate", gone=True)
+                self.order("cont")
+                self._expect_status("running")
         except (OSError, Failed) as error:
             problem = (self.place / "errors").read_text()
             self.cut()
             raise Failed(f"the emulator does not start: {problem or error}") from error
-        if self.state:
-            self._expect_status("inmigrate", gone=True)
-            self.order("cont")
-            self._expect_status("running")
 
     def cut(self) -> None:
         """Takes the power away: nothing more is written."""
         if self.process:
             self.process.send_signal(signal.SIGKILL)
             self.process.wait()
-        for line in (self.control, self.hand):
+        for line in (self.control, self.agent):
             if line:
                 line.close()
-        self.process = self.control = self.hand = None
+        self.process = self.control = self.agent = None
         self.state = None  # what was restored counts once
 
     def wait(self, seconds: float) -> None:
@@ -274,7 +290,7 @@ class Machine:
         shutil.rmtree(new, ignore_errors=True)
         new.mkdir(parents=True)
         self.order("stop")
-        self.order("migrate", uri=f"exec:cat > {new}/memory")
+        self.order("migrate", uri="exec:cat > " + shlex.quote(f"{new}/memory"))
         while (found := self.order("query-migrate")["status"]) != "completed":
             if found == "failed":
                 raise Failed("the state cannot be written")
@@ -286,7 +302,8 @@ class Machine:
         self.cut()
         for name in ("root", "quelt"):
             shutil.copyfile(self.place / f"{name}.qcow2", new / f"{name}.qcow2")
-        kept = {"userland": self.userland, "memory": self.memory, "icount": self.icount}
+        kept = {"userland": self.userland, "memory": self.memory, "icount": self.icount,
+                "emulator": emulator()}  # fmt: skip
         (new / "machine.json").write_text(json.dumps(kept))
         shutil.rmtree(folder, ignore_errors=True)
         new.rename(folder)
@@ -301,10 +318,10 @@ class Machine:
         return output
 
     def attempt(self, command: str, timeout: float = 60) -> tuple[int, str]:
-        assert self.hand
-        self.hand.send(base64.b64encode(command.encode()).decode())
+        assert self.agent
+        self.agent.send(base64.b64encode(command.encode()).decode())
         try:
-            status, _, output = self.hand.receive(timeout).partition(" ")
+            status, _, output = self.agent.receive(timeout).partition(" ")
         except TimeoutError as error:
             raise Failed(f"{command}: no answer within {timeout} s") from error
         return int(status), base64.b64decode(output).decode(errors="replace")
@@ -316,7 +333,9 @@ class Machine:
                  f"{text}END\n")  # fmt: skip
 
     def console(self) -> str:
-        return (self.place / "console").read_text(errors="replace")
+        """What came over the serial console, when that is a file."""
+        path = self.place / "console"
+        return path.read_text(errors="replace") if path.exists() else ""
 
     def tool(self, *words: str) -> subprocess.CompletedProcess[str]:
         """`zondarctl` at this board. An emulated board takes its time."""
@@ -344,22 +363,30 @@ def prepare() -> None:
     if PLACE in os.environ:
         return
     subprocess.run([TREE / "tools/install-dependencies", "board"], check=True)
-    for command in (
-        ["cmake", "--preset", "release"],
-        ["cmake", "--build", "--preset", "release", "--target", "zondarctl"],
-    ):
-        subprocess.run(command, cwd=TREE, stdout=subprocess.DEVNULL, check=True)
+    configure = ["cmake", "--preset", "release"]
+    subprocess.run(configure, cwd=TREE, check=True, stdout=subprocess.DEVNULL)
+    build = ["cmake", "--build", "--preset", "release", "--target", "zondarctl"]
+    built = subprocess.run(build, cwd=TREE, stdout=subprocess.PIPE, text=True, check=False)
+    if built.returncode != 0:
+        sys.exit(built.stdout)
     subprocess.run([TREE / "board/emulation/make-images"], check=True)
 
 
+def emulator() -> str:
+    """What a saved state goes on with: the emulator, and how it is started."""
+    version = subprocess.run(["qemu-system-arm", "--version"], capture_output=True, check=True).stdout
+    return hashlib.sha256(version + pathlib.Path(__file__).read_bytes()).hexdigest()[:16]
+
+
 def saved_state(userland: str) -> pathlib.Path:
-    """A board that has answered once; switched on and saved when there is none."""
+    """A board that has answered once; switched on and saved when there is none to go on from."""
     states = MADE / "states"
     states.mkdir(parents=True, exist_ok=True)
-    with (states / f"{userland}.lock").open("w") as lock:
+    with (MADE / f"{userland}.lock").open("w") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
         state = states / userland
-        if not (state / "machine.json").exists():
+        kept = state / "machine.json"
+        if not kept.exists() or json.loads(kept.read_text()).get("emulator") != emulator():
             with Machine(userland) as board:
                 board.wait_for_answer()
                 board.run("sync")
@@ -374,20 +401,20 @@ def in_private_namespace(told: pathlib.Path | None = None) -> None:
         make_network()
         return
     signal.signal(signal.SIGINT, lambda *_: None)  # the child's business
-    for number in (signal.SIGTERM, signal.SIGHUP):
-        signal.signal(number, lambda *_: child.kill())
     with tempfile.TemporaryDirectory(prefix="board-") as place:
         os.environ[PLACE] = place
         child = subprocess.Popen(
             ["unshare", "--user", "--map-root-user", "--net", "--pid", "--mount-proc", "--fork",
              "--kill-child", sys.executable, *sys.argv],
         )  # fmt: skip
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            signal.signal(number, lambda *_: child.kill())
         if told:
             children = pathlib.Path(f"/proc/{child.pid}/task/{child.pid}/children")
-            while child.poll() is None and not (number := children.read_text().split()):
+            while child.poll() is None:
+                if found := children.read_text().split():
+                    told.write_text(found[0])
+                    break
                 time.sleep(0.01)
-            told.write_text("".join(number))
         status = child.wait()
-        if told:
-            told.unlink()
     sys.exit(status if status >= 0 else 128 - status)

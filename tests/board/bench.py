@@ -100,4 +100,26 @@ def zondar(board: Machine, *words: str) -> str:
     return done.stdout
 
 
+NAME = "ServiciosSalida.0.Nombre"  # what cases write
+
+
+def answers(board: Machine, seconds: float = 120) -> None:
+    until(board.answers, "does not answer", seconds)
+
+
+def pid(board: Machine) -> str:
+    return board.run("pidof zondar_net_receiver", check=False).strip()
+
+
+def another(board: Machine, before: str) -> str:
+    """The number of the daemon that is started behind one."""
+    return until(lambda: (now := pid(board)) not in ("", before) and now, "is not started again")
+
+
+def idle(program: str) -> str:
+    """Spoils by a program that does nothing."""
+    return f"printf '#!/bin/sh\\n' > {program}"
+
+
+# What the tool and Python print of times is the board's, which has no zone.
 os.environ["TZ"] = "UTC"

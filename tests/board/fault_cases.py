@@ -1,9 +1,8 @@
 """What a board may have to bear: a disk without room, or one that fails, no memory, a clock that nobody
 believes, a week."""
 
-from bench import Case, equal, expect, until, zondar
+from bench import NAME, Case, another, answers, equal, expect, pid, until, zondar
 from machine import Machine
-from small_cases import NAME, SERVICE, another, answers, pid
 
 
 def sound(board: Machine) -> None:
@@ -18,7 +17,8 @@ def fill(board: Machine, folder: str) -> None:
     """To the last block, of which a file that is being written has some more than it needs yet."""
     board.run(f"cd {folder}; dd if=/dev/zero of=fill bs=64k; sync; dd if=/dev/zero of=fill2 bs=1k; sync",
               check=False)  # fmt: skip
-    expect(board.attempt(f"cd {folder}; sleep 1; dd if=/dev/zero of=more bs=4k count=1")[0] != 0, "is not full")
+    status, _ = board.attempt(f"cd {folder}; sleep 1; dd if=/dev/zero of=more bs=4k count=1")
+    expect(status != 0, "is not full")
 
 
 def a_full_disk(board: Machine) -> None:

@@ -1,26 +1,13 @@
 """The board with busybox: runit's folder or Buildroot's script, and nothing that systemd would do."""
 
-from bench import Case, equal, expect, until, zondar
+from bench import NAME, Case, another, answers, equal, expect, idle, pid, until, zondar
 from machine import Machine
 
 BUILDROOT = {"words": "board.init=buildroot"}
 SERVICE = "/etc/service/zondar-net-receiver"
 SCRIPT = "/etc/init.d/S80zondar-net-receiver"
 TRACE = "echo 'OPTIONS=\"-s 5 -l 112\"' >> /etc/default/zondar-net-receiver"
-NAME = "ServiciosSalida.0.Nombre"
-
-
-def pid(board: Machine) -> str:
-    return board.run("pidof zondar_net_receiver", check=False).strip()
-
-
-def another(board: Machine, before: str) -> str:
-    return until(lambda: (now := pid(board)) not in ("", before) and now, "is not started again")
-
-
-def answers(board: Machine) -> None:
-    until(board.answers, "does not answer", 120)
-    expect("ZND2AV-T" in zondar(board, "identify"), "says that it is another module")
+SCRIPTS = "/quelt/script"
 
 
 def boot(board: Machine) -> str:
@@ -200,28 +187,23 @@ def buildroot_ends_hanging_scripts(board: Machine) -> None:
     equal(board.run("ps | grep '[s]et_interfaces\\|[z]ondar'", check=False), "")
 
 
-def _idle(script: str) -> str:
-    """Spoils by a script of the board that does nothing."""
-    return f"printf '#!/bin/sh\\n' > /quelt/script/{script}"
-
-
 # A master besides, who asks all the time.
 ASKED = (r"""setsid sh -c 'while sleep 4; do printf "\245\0\0\0\0\0\0" | nc 127.0.0.1 8001 & sleep 1;"""
          r""" nc 127.0.0.1 8001; done' > /dev/null 2>&1 < /dev/null &""")  # fmt: skip
 KILLS = f"sed -i s/TERM/KILL/ {SERVICE}/control/t"
 FORGETS = "sed -i '/^\\(sv\\|.*S80\\|.*sv \\)/d' /etc/init.d/rcK"
-ENDS_NOBODY = f"sed -i 's/kill -$signal/kill -$signal --/' {SCRIPT}"
+ENDS_NOBODY = f"sed -i 's/kill -0/kill -s 0 --/' {SCRIPT}"
 # Of somebody else, who may not.
 SETS_NO_CLOCK = (f"sed -i 's,/usr/sbin/zondar_net_receiver,chpst -u nobody &,' {SERVICE}/run;"
                  f" sv -w 60 restart {SERVICE}; sleep 8")  # fmt: skip
 
 SMALL_CASES = (
     Case("busybox: loads the network anew by the board's script", "busybox", loads_the_network_anew,
-         _idle("g_ether_reload.sh")),
+         idle(f"{SCRIPTS}/g_ether_reload.sh")),
     Case("busybox: sets the network by the board's script", "busybox", sets_the_network,
-         _idle("set_interfaces_db.sh")),
+         idle(f"{SCRIPTS}/set_interfaces_db.sh")),
     Case("busybox: goes back to the factory by the board's script", "busybox", goes_back_to_the_factory,
-         _idle("reset_factory_default.sh")),
+         idle(f"{SCRIPTS}/reset_factory_default.sh")),
     Case("busybox: sets the clock", "busybox", sets_the_clock, SETS_NO_CLOCK),
     Case("busybox: starts anew without a master", "busybox", starts_anew_without_a_master, ASKED),
     Case("busybox: ends in order", "busybox", ends_in_order, KILLS),
