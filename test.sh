@@ -39,10 +39,10 @@ step 'the whole board'
 if board/emulation/make-images --current; then
     tests/board/run 'sets the clock' 'to the factory'
 else
-    echo 'left out: its images are not there or older than the tree (board/emulation/make-images)'
+    left_out=', without the whole board, whose images are not there or older than the tree (board/emulation/make-images)'
 fi
 
 step 'static analysis'
 wait "$analysis"
 
-step 'done'
+step "done${left_out-}"

@@ -64,7 +64,8 @@ def make_network() -> None:
         f"ip link set {CABLE} up",
         "sysctl -q net.ipv4.conf.all.route_localnet=1",
     ):
-        subprocess.run(command.split(), check=True)
+        if subprocess.run(command.split(), check=False).returncode != 0:
+            raise Failed(f"no network of its own: {command}")
     subprocess.run(["nft", "-f", "-"], input=rules, text=True, check=True)
 
 
@@ -398,7 +399,10 @@ def in_private_namespace(told: pathlib.Path | None = None) -> None:
     """Goes on as a child with a network (make_network) and processes of its own, whose end is this
     process's end; nothing of either stays. A file may be told the child's number, for nsenter."""
     if PLACE in os.environ:
-        make_network()
+        try:
+            make_network()
+        except Failed as problem:
+            sys.exit(str(problem))
         return
     signal.signal(signal.SIGINT, lambda *_: None)  # the child's business
     with tempfile.TemporaryDirectory(prefix="board-") as place:

@@ -112,6 +112,7 @@ def logs(board: Machine) -> None:
     board.run(f"{TRACE}; sv -w 30 restart {SERVICE}")
     another(board, before)
     answers(board)
+    zondar(board, "identify")
     logged(board, "CMD: Peticion de identificacion")
     equal(messages(board, "CMD: Peticion de identificacion"),
           [f"cabecera-1 daemon.debug ZONDAR_NET_RECEIVER[{pid(board)}]: CMD: Peticion de identificacion"])
