@@ -206,15 +206,10 @@ def a_week(board: Machine) -> None:
 
 
 # Spoils by a device that is never told to fail.
-NEVER_FAILS = """mv /sbin/dmsetup /sbin/real
-cat > /sbin/dmsetup << 'END'
-#!/bin/sh
-case $1 in
-    load) cat > /dev/null ;;
-    *) exec /sbin/real "$@" ;;
-esac
-END
-chmod +x /sbin/dmsetup"""
+NEVER_FAILS = r"""cd /sbin
+mv dmsetup real
+printf '#!/bin/sh\n[ $1 = load ] && exec cat > /dev/null\nexec real "$@"\n' > dmsetup
+chmod +x dmsetup"""
 
 
 def _emptied(folder: str) -> str:
