@@ -33,8 +33,8 @@ sqlite3* openDb(const std::string& path) {
     return database;
 }
 
-bool keep_over_power_cuts(sqlite3* database) {
-    sqlite3_busy_timeout(database, 0);
+bool keep_over_power_cuts(sqlite3* database, int wait_ms) {
+    sqlite3_busy_timeout(database, wait_ms);
     const int result =
         sqlite3_exec(database, "PRAGMA synchronous=EXTRA", nullptr, nullptr, nullptr);
     sqlite3_busy_timeout(database, kBusyTimeout_ms);

@@ -21,6 +21,7 @@
 #include "params/databases.h"
 #include "processor/conf_log.h"
 #include "processor/processor.h"
+#include "processor/subcommands.h"
 
 namespace {
 
@@ -50,10 +51,18 @@ void open_databases(const char* configuration, const char* state) {
     sqlite3_busy_timeout(TempDB, kBusyTimeout_ms);
 }
 
-// Where another process has a database locked at this moment, again before the next request.
-void keep_both_over_power_cuts() {
-    const bool kept = keep_over_power_cuts(ConfDB) && keep_over_power_cuts(TempDB);
-    before_request = kept ? nullptr : keep_both_over_power_cuts;
+void keep_what_is_written();
+
+// Where another process has a database locked for so long, again before the next write.
+void keep_both_over_power_cuts(int wait_ms) {
+    const bool configuration_kept = keep_over_power_cuts(ConfDB, wait_ms);
+    const bool state_kept = keep_over_power_cuts(TempDB, wait_ms);
+    before_write = configuration_kept && state_kept ? nullptr : keep_what_is_written;
+}
+
+// Waits for a lock as long as the write itself would, which may have the database behind it.
+void keep_what_is_written() {
+    keep_both_over_power_cuts(kBusyTimeout_ms);
 }
 
 }  // namespace
@@ -88,7 +97,7 @@ int main(int argc, char* argv[]) {
     EvitarMultiplesInstancias(cmdline.p());
     clearenv();
     open_databases(paths[0], paths[1]);
-    keep_both_over_power_cuts();
+    keep_both_over_power_cuts(0);
     signal_in_progress = 0;
     install_signal_handlers();
 

@@ -52,7 +52,7 @@ class Database:
     def execute(self, sql: bytes) -> None:
         if self.readable and self.writable:
             _sqlite.sqlite3_exec(self._handle, sql, None, None, None)
-        self._executed()
+            self._executed()
 
 
 def _quoted(text: bytes | None) -> bytes:

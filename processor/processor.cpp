@@ -20,8 +20,6 @@ tPuertoZondar* port = nullptr;  // null until the processor is up
 
 }  // namespace
 
-void (*before_request)() = nullptr;
-
 int zondar_process_init() {
     static tPuertoZondar descriptor{};
     port = &descriptor;
@@ -45,8 +43,6 @@ void zondar_process(bool* received) {
     log_category(kLogZondar, LOG_INFO, "Zondar message readed.\n");
     std::atomic_ref(*received).store(true, std::memory_order_relaxed);
 
-    if (before_request != nullptr)
-        before_request();
     const std::unique_ptr<mensaje> answer = procesar_comando(request);
     if (!answer)
         return;

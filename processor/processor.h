@@ -5,9 +5,6 @@
 // that cannot be opened ends the process.
 int zondar_process_init();
 
-// What is done behind the reception of a valid request, before it is carried out; null for nothing.
-extern void (*before_request)();
-
 // One cycle; returns when a request has been answered or none came. Sets `*received` on a valid
 // request and never clears it: the watchdog thread reads it meanwhile. Main thread only.
 void zondar_process(bool* received);

@@ -115,6 +115,8 @@ void refuse(const char* why, mensaje& answer) {
 
 }  // namespace
 
+void (*before_write)() = nullptr;
+
 void write_parameter(const mensaje& request, mensaje& answer) {
     log_request("CMD: Comando escritura parametros.\n");
     if (request.longitud <= kValue)
@@ -122,6 +124,8 @@ void write_parameter(const mensaje& request, mensaje& answer) {
     const Subcommand* row = find(request.info[0]);
     if (row == nullptr)
         return refuse("Comando - Subcomando no reconocido.\n", answer);
+    if (before_write != nullptr)
+        before_write();
     run(*row, request, answer);
     while (row->effect == Effect::next_too)
         run(*++row, request, answer);

@@ -139,7 +139,7 @@ class Machine:
         self.console_words = console
         # Of its own, since the tool's lock of a module is one for each address and port.
         self.port = port or random.randrange(20_000, 60_000)
-        self.place = pathlib.Path()  # the board's files
+        self.place: pathlib.Path = MADE / "nobody"  # the board's files
         self.images: IO[str] | None = None  # kept from being made anew
         self.process: subprocess.Popen[bytes] | None = None
         self.control: Line | None = None

@@ -94,7 +94,7 @@ TEST(DatabaseFiles, KeepsWritesOverPowerCutsWithoutAChangeOfTheFile) {
         Database(path).run("PRAGMA journal_mode=" + journal + "; CREATE TABLE T (c)");
         const std::string before = read_file(path);
         sqlite3* const database = openDb(path);
-        EXPECT_TRUE(keep_over_power_cuts(database));
+        EXPECT_TRUE(keep_over_power_cuts(database, 0));
         EXPECT_EQ(first_number(database, "PRAGMA synchronous"), kExtra);
         EXPECT_EQ(closeDb(database), 1);
         EXPECT_EQ(read_file(path), before);
@@ -107,10 +107,10 @@ TEST(DatabaseFiles, DoesNotWaitForALockToKeepWritesOverPowerCuts) {
     Database("/tmp/a.sqlite").run("CREATE TABLE T (c)");
     sqlite3* const database = openDb("/tmp/a.sqlite");
     ForeignLock lock("/tmp/a.sqlite");
-    EXPECT_FALSE(keep_over_power_cuts(database));
+    EXPECT_FALSE(keep_over_power_cuts(database, 0));
     EXPECT_NE(first_number(database, "PRAGMA busy_timeout"), 0);
     lock.release();
-    EXPECT_TRUE(keep_over_power_cuts(database));
+    EXPECT_TRUE(keep_over_power_cuts(database, 0));
     EXPECT_EQ(first_number(database, "PRAGMA synchronous"), kExtra);
     EXPECT_EQ(closeDb(database), 1);
 }
@@ -118,7 +118,7 @@ TEST(DatabaseFiles, DoesNotWaitForALockToKeepWritesOverPowerCuts) {
 TEST(DatabaseFiles, CannotKeepWhatIsNoDatabase) {
     write_file("/tmp/a.sqlite", "neither this nor that, but long enough to have a head of its own");
     sqlite3* const database = openDb("/tmp/a.sqlite");
-    EXPECT_FALSE(keep_over_power_cuts(database));
+    EXPECT_FALSE(keep_over_power_cuts(database, 0));
     EXPECT_EQ(closeDb(database), 1);
 }
 

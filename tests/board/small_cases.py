@@ -193,7 +193,7 @@ ASKED = (r"""setsid sh -c 'while sleep 4; do printf "\245\0\0\0\0\0\0" | nc 127.
          r""" nc 127.0.0.1 8001; done' > /dev/null 2>&1 < /dev/null &""")  # fmt: skip
 KILLS = f"sed -i s/TERM/KILL/ {SERVICE}/control/t"
 FORGETS = "sed -i '/^\\(sv\\|.*S80\\|.*sv \\)/d' /etc/init.d/rcK"
-ENDS_NOBODY = f"sed -i 's/kill -0/kill -s 0 --/' {SCRIPT}"
+ENDS_NOBODY = f"sed -i 's/kill -0/false/' {SCRIPT}"
 # Of somebody else, who may not.
 SETS_NO_CLOCK = (f"sed -i 's,/usr/sbin/zondar_net_receiver,chpst -u nobody &,' {SERVICE}/run;"
                  f" sv -w 60 restart {SERVICE}; sleep 8")  # fmt: skip

@@ -4,11 +4,13 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/bytes.h"
@@ -314,6 +316,20 @@ TEST_F(Surroundings, SoIsOneWhoseDatabaseWasLockedAtTheStart) {
     EXPECT_EQ(to_hex(exchange(kIdentify)).substr(0, 5), "A5 04");
     lock.reset();
     EXPECT_EQ(to_hex(exchange(kBrightness)), kWritten);
+    daemon.stop();
+    expect_synced_before_the_answer();
+}
+
+TEST_F(Surroundings, SoIsOneThatHadToWaitForTheLock) {
+    auto lock = std::make_unique<ForeignLock>(kConfDb);
+    TracedDaemon daemon(kTraceSyncs);
+    EXPECT_EQ(to_hex(exchange(kIdentify)).substr(0, 5), "A5 04");
+    std::thread other([&lock] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        lock.reset();
+    });
+    EXPECT_EQ(to_hex(exchange(kBrightness)), kWritten);
+    other.join();
     daemon.stop();
     expect_synced_before_the_answer();
 }
