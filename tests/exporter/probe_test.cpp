@@ -167,11 +167,10 @@ TEST(Probe, ShowsStagesBytesAndMeaningsToPeople) {
     const Exporter exporter(kHere);
     const std::string shown = page("/probe?target=sur%201&debug=true", patience("4"));
     for (const char* const part :
-         {" s  asks Sur 1 (127.0.0.1:8001) for its status within 3.", " s  open\n",
-          " s  status\n", " s  Tx: A5 00 00 00 00 00 00\n", "request: status\n",
-          " s  Rx: A5 00 00 00 00 1C 05 02", "answer: status\n", "alarma_in = yes\n",
-          "null_level = -5\n", " s  identification\n", "serial = ZN2024000123\n", " s  ends\n",
-          "\nzondar_up 1\n"})
+         {" s  asks Sur 1 (127.0.0.1:8001) for its status within 3.", " s  open\n", " s  status\n",
+          " s  Tx: A5 00 00 00 00 00 00\n", "request: status\n", " s  Rx: A5 00 00 00 00 1C 05 02",
+          "answer: status\n", "alarma_in = yes\n", "null_level = -5\n", " s  identification\n",
+          "serial = ZN2024000123\n", " s  ends\n", "\nzondar_up 1\n"})
         EXPECT_THAT(shown, HasSubstr(part));
 }
 
