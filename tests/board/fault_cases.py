@@ -207,7 +207,7 @@ def a_week(board: Machine) -> None:
         taken.append(board.run(TAKEN).split())
     own = [(files, data) for files, data, _ in taken]
     equal(own, 7 * [own[0]])
-    # The daemon touches the last of the pages it was given on the fourth day.
+    # The heap has come to its level on the fourth day, the one it has behind 1000 requests of all kinds.
     touched = [pages for _, _, pages in taken]
     equal(touched[4:], 3 * [touched[4]])
     equal(pid(board), before)
